@@ -1,0 +1,41 @@
+#include "IPC/IPC_Benaphore.h"
+
+#include "JRCmn/Internal/Cmn_Processor.h"
+
+namespace {
+
+// A critical section of this library is some 100 ns to a few microseconds long, so spinning for about that long
+// usually ends the wait without the scheduler. Yielding reaches threads of the same priority; the sleep at the end is
+// there because a waiter of high priority would otherwise keep the holder from ever running.
+constexpr int kSpins = 400;
+constexpr int kYields = 2000;
+constexpr unsigned kSleepMilliseconds = 1;
+
+}  // namespace
+
+IPC_Benaphore::IPC_Benaphore() : mWords(new Words) {}
+
+IPC_Benaphore::~IPC_Benaphore() { delete mWords; }
+
+bool IPC_Benaphore::TakeRelease() {
+    int32_t posted = mWords->releases.load(std::memory_order_relaxed);
+    while (posted > 0) {
+        if (mWords->releases.compare_exchange_weak(posted, posted - 1)) return true;
+    }
+    return false;
+}
+
+void IPC_Benaphore::WaitForRelease() {
+    // With one processor nothing can change while this thread spins.
+    if (NorvikLibInternal::ProcessorCount() > 1) {
+        for (int i = 0; i < kSpins; ++i) {
+            if (TakeRelease()) return;
+            NorvikLibInternal::PauseProcessor();
+        }
+    }
+    for (int i = 0; i < kYields; ++i) {
+        if (TakeRelease()) return;
+        NorvikLibInternal::YieldProcessorSlice();
+    }
+    while (!TakeRelease()) NorvikLibInternal::SleepMilliseconds(kSleepMilliseconds);
+}

@@ -1,0 +1,37 @@
+#include "JRCmn/Cmn_FolderFinder.h"
+
+#include "JRCmn/Cmn_FS.h"
+#include "JRCmn/Internal/Cmn_Windows.h"
+
+namespace {
+
+// The text of an environment variable, empty when it is not set. A value longer than a path can be counts as not set:
+// the call then answers with the size it wants, which is no length of what is in the buffer.
+Cmn_String EnvironmentPath(const char* name) {
+    char value[MAX_PATH] = "";
+    const DWORD length = ::GetEnvironmentVariableA(name, value, sizeof value);
+    return length < sizeof value ? Cmn_String(value) : Cmn_String();
+}
+
+Cmn_String Root() {
+    Cmn_String root = EnvironmentPath("NORVIKLIB_ROOT");
+    if (root.IsEmpty()) {
+        root = EnvironmentPath("ProgramData");
+        if (root.IsEmpty()) root = "C:\\ProgramData";
+        root += "\\NorvikLib";
+    }
+    if (root.Last() != '\\') root += "\\";
+    return root;
+}
+
+}  // namespace
+
+bool Cmn_FolderFinder::FindFolder(Cmn_String& outPath, EFolder folder) {
+    outPath = Root();
+    switch (folder) {
+        case eFolder_Root: break;
+        case eFolder_Logs: outPath += "Logs\\"; break;
+        case eFolder_AutoSave: outPath += "AutoSave\\"; break;
+    }
+    return Cmn_FS::CreateFolders(outPath);
+}

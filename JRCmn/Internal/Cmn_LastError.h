@@ -1,0 +1,34 @@
+#pragma once
+
+// The thread's last system error: kept over work that would change it, and as text.
+//
+//   LastErrorKeeper keeper;                     // reports and traces leave the caller's last error alone
+//   Cmn_Trace("Failed: %s\n", DescribeSystemError(keeper.Get()).c_str());
+//
+// Threads:   each thread its own
+// Ownership: none
+// Errors:    an unknown code reads "error <code>"
+// Units:     platform error codes
+
+#include "JRCmn/Cmn_String.h"
+#include "JRCmn/Internal/Cmn_Windows.h"
+
+namespace NorvikLibInternal {
+
+class LastErrorKeeper {
+public:
+    LastErrorKeeper() : mError(::GetLastError()) {}
+    ~LastErrorKeeper() { ::SetLastError(mError); }
+    LastErrorKeeper(const LastErrorKeeper&) = delete;
+    LastErrorKeeper& operator=(const LastErrorKeeper&) = delete;
+
+    DWORD Get() const { return mError; }
+
+private:
+    const DWORD mError;
+};
+
+// "Access denied. (5)": the system's description without its line end, and the code.
+Cmn_String DescribeSystemError(DWORD error);
+
+}  // namespace NorvikLibInternal

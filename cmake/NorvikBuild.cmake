@@ -1,0 +1,44 @@
+# Compiler options of every target, where programs go, and the function that registers tests.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+
+# Programs and DLLs lie together, as they do when installed.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+
+add_library(norvik_options INTERFACE)
+target_include_directories(norvik_options INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_definitions(norvik_options INTERFACE WINVER=0x0A00 _WIN32_WINNT=0x0A00)
+
+if(MSVC)
+    target_compile_options(norvik_options INTERFACE /W4 /WX /utf-8 /permissive-)
+else()
+    # __FILE__ is the path in the project. DWARF 4 is the newest that the stack walk under Wine reads.
+    target_compile_options(norvik_options INTERFACE
+        -Wall -Wextra -Werror -Wshadow -Wnon-virtual-dtor
+        "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=" -gdwarf-4)
+    # Undefined behaviour and a container used out of range stop a debug program at the instruction.
+    # There is no sanitizer run-time for this target, so the checks trap.
+    target_compile_definitions(norvik_options INTERFACE $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+        target_compile_options(norvik_options INTERFACE
+            $<$<CONFIG:Debug>:-O1 -fsanitize=undefined -fsanitize-undefined-trap-on-error>
+            $<$<CONFIG:Release>:-O2>)
+    endif()
+endif()
+
+# The compiler's run-time DLLs lie beside the programs: exceptions cross the library's border, so program and
+# library must share one run-time.
+if(MINGW AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+    file(MAKE_DIRECTORY "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+    foreach(runtime libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
+        execute_process(COMMAND "${CMAKE_CXX_COMPILER}" "-print-file-name=${runtime}"
+                        OUTPUT_VARIABLE runtime_path OUTPUT_STRIP_TRAILING_WHITESPACE)
+        if(NOT EXISTS "${runtime_path}")
+            set(runtime_path "/usr/x86_64-w64-mingw32/lib/${runtime}")
+        endif()
+        file(COPY "${runtime_path}" DESTINATION "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+        list(APPEND NORVIK_RUNTIME_DLLS "${runtime_path}")
+    endforeach()
+endif()

@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Compiles every source with clang's front end and runs clang-tidy, from the compile commands of the given build folder.
+# A source that passed is not looked at again until it, a header or the rules change.
+set -euo pipefail
+
+build=$1
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+
+rules=$(cat .clang-tidy cmake/run-clang-tidy.sh $(git ls-files -co --exclude-standard -- '*.h') | sha256sum | cut -c1-16)
+passed=$build/tidy-$rules
+mkdir -p "$passed"
+
+check() {
+    local source=$1 stamp
+    stamp=$passed/$(sha256sum "$source" | cut -c1-32)
+    [ -e "$stamp" ] && return 0
+    clang-tidy --quiet -p "$build" "$source" 2>&1 | grep -v 'warnings generated\|^$' && failed=1 || failed=0
+    if [ "${PIPESTATUS[0]:-0}" != 0 ] || [ $failed = 1 ]; then
+        return 1
+    fi
+    touch "$stamp"
+}
+export -f check
+export passed build
+
+grep -o '"file": "[^"]*"' "$build/compile_commands.json" | cut -d'"' -f4 | sort -u |
+    xargs -P 2 -I{} bash -c 'check {}'

@@ -1,0 +1,42 @@
+#pragma once
+
+// A second process from the folder of the test program, with its output.
+//
+//   ChildProcess child("norvik.exe", {"logs", "--help"}, {{"NORVIKLIB_ROOT", folder.Path()}});
+//   EXPECT_EQ(child.Wait(10'000), 0);
+//
+// Threads:   one thread at a time
+// Ownership: a child that still runs is killed in the destructor
+// Errors:    Wait returns kTimedOut when the child does not end in time; a child that cannot be started fails the test
+// Units:     milliseconds
+
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+class ChildProcess {
+public:
+    static constexpr int kTimedOut = -1000;
+
+    // `environment` adds to this process's.
+    ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
+                 const std::map<std::string, std::string>& environment = {});
+    ~ChildProcess();
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+
+    int Wait(unsigned timeoutMs);
+    void Kill();
+    bool IsRunning() const;
+    void* GetHandle() const { return mProcess; }
+
+    // Standard output and error. Waits for the child's end.
+    std::string Output();
+
+private:
+    void* mProcess = nullptr;
+    void* mReadEnd = nullptr;
+    std::string mOutput;
+    std::thread mReader;
+};

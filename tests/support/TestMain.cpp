@@ -1,0 +1,65 @@
+// The test program's main: a root folder of its own for the library, the capture of traces, and a watch over the time.
+
+#include "JRCmn/Internal/Cmn_Windows.h"
+
+#include <gmock/gmock.h>
+#include <tlhelp32.h>
+
+#include <cstdio>
+#include <thread>
+
+#include "JRCmn/Cmn_Assert.h"
+#include "JRCmn/Cmn_DefaultLog.h"
+#include "tests/support/TempFolder.h"
+#include "tests/support/TraceCapture.h"
+
+namespace {
+
+constexpr DWORD kHangLimit = 100'000;  // ms, a little less than the limit that ctest gives a test
+constexpr int kHangExitCode = 99;
+
+void PrintStackOf(DWORD threadId) {
+    const HANDLE thread = ::OpenThread(THREAD_ALL_ACCESS, FALSE, threadId);
+    if (!thread) return;
+    CONTEXT context = {};
+    context.ContextFlags = CONTEXT_FULL;
+    if (::SuspendThread(thread) != static_cast<DWORD>(-1)) {
+        const BOOL read = ::GetThreadContext(thread, &context);
+        ::ResumeThread(thread);
+        std::fprintf(stderr, "Thread %lu:\n", threadId);
+        if (read) Cmn_Assert::PrintStackTrace(0, &context, true);
+        for (const std::string& line : TakeTraces()) std::fputs(line.c_str(), stderr);
+    }
+    ::CloseHandle(thread);
+}
+
+// A test that hangs ends with the stacks of all its threads.
+void WatchForHang() {
+    ::Sleep(kHangLimit);
+    std::fprintf(stderr, "The test hangs. Its threads:\n");
+    TakeTraces();
+    const HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+    THREADENTRY32 entry = {};
+    entry.dwSize = sizeof entry;
+    for (BOOL more = ::Thread32First(snapshot, &entry); more; more = ::Thread32Next(snapshot, &entry)) {
+        if (entry.th32OwnerProcessID == ::GetCurrentProcessId() && entry.th32ThreadID != ::GetCurrentThreadId()) {
+            PrintStackOf(entry.th32ThreadID);
+        }
+    }
+    ::TerminateProcess(::GetCurrentProcess(), kHangExitCode);
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+    testing::InitGoogleMock(&count, arguments);
+    const TempFolder root;
+    ::SetEnvironmentVariableA("NORVIKLIB_ROOT", root.Path().c_str());
+    InstallTraceCapture();
+    std::thread(&WatchForHang).detach();
+    const int result = RUN_ALL_TESTS();
+    // The log would keep its file open until the process is gone, and the folder could not be removed.
+    Cmn_DefaultLog::GetInstance().SetLogToFile(false);
+    Cmn_DefaultLog::GetInstance().GetLogFile() = Cmn_LogFile();
+    return result;
+}
