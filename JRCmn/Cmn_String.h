@@ -216,6 +216,20 @@ public:
     friend std::weak_ordering operator<=>(const Cmn_BasicString& a, const char* b) {
         return a.Compare(b, true) <=> 0;
     }
+    // Written out beside <=>: std::less<> and its kin look for these by name and would otherwise compare the pointers that
+    // both sides convert to.
+    friend bool operator<(const Cmn_BasicString& a, const Cmn_BasicString& b) { return a.Compare(b, true) < 0; }
+    friend bool operator<(const Cmn_BasicString& a, const char* b) { return a.Compare(b, true) < 0; }
+    friend bool operator<(const char* a, const Cmn_BasicString& b) { return b.Compare(a, true) > 0; }
+    friend bool operator>(const Cmn_BasicString& a, const Cmn_BasicString& b) { return a.Compare(b, true) > 0; }
+    friend bool operator>(const Cmn_BasicString& a, const char* b) { return a.Compare(b, true) > 0; }
+    friend bool operator>(const char* a, const Cmn_BasicString& b) { return b.Compare(a, true) < 0; }
+    friend bool operator<=(const Cmn_BasicString& a, const Cmn_BasicString& b) { return a.Compare(b, true) <= 0; }
+    friend bool operator<=(const Cmn_BasicString& a, const char* b) { return a.Compare(b, true) <= 0; }
+    friend bool operator<=(const char* a, const Cmn_BasicString& b) { return b.Compare(a, true) >= 0; }
+    friend bool operator>=(const Cmn_BasicString& a, const Cmn_BasicString& b) { return a.Compare(b, true) >= 0; }
+    friend bool operator>=(const Cmn_BasicString& a, const char* b) { return a.Compare(b, true) >= 0; }
+    friend bool operator>=(const char* a, const Cmn_BasicString& b) { return b.Compare(a, true) <= 0; }
 
     // ---- Quoting. The forms with one character use it on both sides.
     bool IsQuoted(char inOpen, char inClose) const;
