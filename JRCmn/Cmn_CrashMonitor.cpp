@@ -32,8 +32,8 @@ namespace {
 constexpr DWORD kAbortExitCode = 3;               // that of the run-time's abort()
 constexpr DWORD kCompilerException = 0x20474343;  // what this compiler's run-time raises for a throw
 constexpr DWORD kUncaughtException = 0xE04E4F54;  // 'NOT': std::terminate and abort in a dump
-constexpr SIZE_T kMonitorStack = 512 * 1024;      // bytes; naming a frame takes most of it
-constexpr ULONG kStackReserve = 32 * 1024;        // bytes; the platform's own handling needs some of them
+constexpr SIZE_T kMonitorStack = 0x80000;         // 512 KB; naming a frame takes most of it
+constexpr ULONG kStackReserve = 0x8000;           // 32 KB; the platform's own handling needs some of them
 
 struct Crash {
     const char* text;  // of std::terminate and abort; null for an exception of the platform
@@ -227,8 +227,8 @@ LONG WINAPI OnUnhandledException(EXCEPTION_POINTERS* exception) {
     ReportAndEnd({nullptr, exception, ::GetCurrentThreadId(), record.ExceptionCode}, false);
 }
 
-// Comes before the handlers of the code: going through those of all frames down to the unhandled-exception filter would
-// take more stack than is left, and none of them expects this exception.
+// Comes before the handlers of the code: going through those of all frames down to the unhandled-exception
+// filter would take more stack than is left, and none of them expects this exception.
 LONG WINAPI OnStackOverflow(EXCEPTION_POINTERS* exception) {
     const DWORD code = exception->ExceptionRecord->ExceptionCode;
     if (code != EXCEPTION_STACK_OVERFLOW) return EXCEPTION_CONTINUE_SEARCH;

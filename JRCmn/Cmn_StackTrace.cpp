@@ -41,7 +41,7 @@ public:
         const FrameName name = NameFrame(address, false);
         if (mLength > kLongLine) Flush();
         const bool changes = std::strcmp(mModule, name.module) != 0;
-        if (changes) std::strcpy(mModule, name.module);
+        if (changes) std::memcpy(mModule, name.module, sizeof mModule);
         mLength += _snprintf(mText + mLength, sizeof mText - mLength, "%s%s%s 0x%I64x",
                              changes && mLength ? "," : "", changes ? " " : "", changes ? mModule : "",
                              name.linkAddress);

@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cstddef>
 
+#include "JRCmn/Cmn_Export.h"
 #include "JRCmn/Internal/Cmn_Windows.h"
 
 namespace NorvikLibInternal {
@@ -20,9 +21,9 @@ struct ConsoleCalls {
     HANDLE (*getHandle)();
     bool (*write)(HANDLE console, const char* text, std::size_t size);
 };
-extern const ConsoleCalls kPlatformConsole;
+NORVIK_API extern const ConsoleCalls kPlatformConsole;
 
-class ConsoleWriter {
+class NORVIK_API ConsoleWriter {
 public:
     explicit ConsoleWriter(const ConsoleCalls& calls = kPlatformConsole) : mCalls(calls) {}
 

@@ -7,8 +7,8 @@ using namespace NorvikLibInternal;
 
 namespace {
 
-// Enough for the deepest trace in ordinary code: 62 frames of 4 KB each.
-constexpr uint64_t kSnapshotBytes = 256 * 1024;
+// 256 KB: enough for the deepest trace in ordinary code, 62 frames of 4 KB each.
+constexpr uint64_t kSnapshotBytes = 0x40000;
 
 // Operations that undo a prologue, as the platform's exception data codes them.
 enum UnwindOperation : unsigned {
@@ -189,7 +189,7 @@ bool StackSnapshot::HoldsFrame(const CONTEXT& context, uint64_t image,
     const bool inPrologue = context.Rip - image - function.BeginAddress < info.prologueSize;
     if (info.frameRegister && !inPrologue) {
         // The context holds the registers in the order of their numbers.
-        base = (&context.Rax)[info.frameRegister] - info.frameOffset * 16u;
+        base = (&context.Rax)[info.frameRegister] - info.frameOffset * uint64_t{16};
     }
     return Contains(context.Rsp, 8) && Contains(base, FrameSize(image, &function));
 }

@@ -23,8 +23,7 @@ volatile uintptr_t gNowhere = 0x10;
 }
 
 [[gnu::noinline]] void CallNowhere() {
-    void (*volatile nowhere)() = nullptr;
-    nowhere();
+    reinterpret_cast<void (*)()>(gNowhere - 0x10)();
     gSink = 1;
 }
 
