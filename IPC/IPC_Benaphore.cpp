@@ -37,5 +37,10 @@ void IPC_Benaphore::WaitForRelease() {
         if (TakeRelease()) return;
         NorvikLibInternal::YieldProcessorSlice();
     }
-    while (!TakeRelease()) NorvikLibInternal::SleepMilliseconds(kSleepMilliseconds);
+    while (!TakeRelease()) {
+        // Destructors of global objects run when the platform has ended all other threads, the holder too: nobody is left
+        // to be kept out, and a process that waited here would never end.
+        if (NorvikLibInternal::OtherThreadsAreGone()) return;
+        NorvikLibInternal::SleepMilliseconds(kSleepMilliseconds);
+    }
 }

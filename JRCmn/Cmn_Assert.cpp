@@ -141,7 +141,8 @@ inline void KeepFrame() { __asm__ volatile(""); }
 [[gnu::noinline]] void ReportAssert(const char* expression, const char* file, int line) {
     const LastErrorKeeper lastError;
     const RateDecision decision = CheckOccurrences().Occur(CheckLocation(file, line, expression));
-    if (!decision.report) return;
+    if (!decision.report || Nesting::Depth() > kReportedNesting) return;
+    const Nesting nesting;
     TraceOccurrences(decision);
     Cmn_TraceFailure(eFailureType_FailedAssert, "'%s' failed in %s(%d).", expression, file, line);
     Cmn_Assert::TraceContext(lastError.Get(), nullptr);
@@ -155,7 +156,11 @@ Cmn_AssertionFailure::~Cmn_AssertionFailure() = default;
 namespace Cmn_Assert {
 
 void FailedAssert(const char* expression, const char* file, int line) {
-    ReportAssert(expression, file, line);
+    try {
+        ReportAssert(expression, file, line);
+    } catch (...) {
+        // A hook has thrown. What reaches the failing code is the assertion's own exception, always.
+    }
     Cmn_DefaultLog::GetInstance().Flush();
     Cmn_String text;
     text.Printf("Assertion \"%s\" in \"%s\", line %d", expression, file, line);

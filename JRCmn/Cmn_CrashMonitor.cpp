@@ -55,7 +55,6 @@ HANDLE gCrashed = nullptr;
 HANDLE gHandedOver = nullptr;
 
 // ---- What is said
-// ------------------------------------------------------------------------------------------------
 
 const char* ExceptionName(DWORD code) {
     switch (code) {
@@ -125,7 +124,6 @@ void DescribeCurrentException(char (&text)[512]) {
 }
 
 // ---- The steps
-// ---------------------------------------------------------------------------------------------------
 
 void ReportCrash() {
     if (gCrash.text) {
@@ -186,7 +184,6 @@ void NoteFailedStep(unsigned step) {
 }
 
 // ---- Who runs them
-// -----------------------------------------------------------------------------------------------
 
 [[noreturn]] void EndAfterLimit() {
     ::Sleep(gReportLimit);

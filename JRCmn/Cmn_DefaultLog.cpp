@@ -20,7 +20,6 @@ constexpr int kKeptOfCutLine = 8126;
 constexpr char kCutNotice[] = "...\n(The previous line was truncated because it was too long!)\n";
 static_assert(kKeptOfCutLine + sizeof kCutNotice <= kLineSize);
 
-std::atomic<bool> gConstructed{false};
 std::atomic<TraceObserver> gObserver{nullptr};
 
 ConsoleWriter& Console() {
@@ -39,11 +38,12 @@ void SetTraceObserver(TraceObserver observer) { gObserver = observer; }
 const char* const Cmn_DefaultLog::sFailureTag = "REPORT >>>";
 
 Cmn_DefaultLog::Cmn_DefaultLog() {
-    if (gConstructed.exchange(true)) VerifyFailed("Double construction of Cmn_DefaultLog!", CMN_SOURCE_FILE, 58);
+    GetInstance();
+    VerifyFailed("Double construction of Cmn_DefaultLog!", CMN_SOURCE_FILE, 58);
 }
 
 Cmn_DefaultLog& Cmn_DefaultLog::GetInstance() {
-    static Cmn_DefaultLog& instance = *new Cmn_DefaultLog;
+    static Cmn_DefaultLog& instance = *new Cmn_DefaultLog(TheInstance());
     return instance;
 }
 
@@ -94,16 +94,18 @@ void Cmn_DefaultLog::DoTrace(Kind, const char* format, va_list arguments, bool n
 }
 
 void Cmn_DefaultLog::WriteToFile(char* line, std::size_t size) {
-    if (mFileState.load(std::memory_order_acquire) != FileState::kReady) OpenLogFile();
+    if (!mIsOpened.load(std::memory_order_acquire)) OpenLogFile();
     mLogFile.WriteWithoutTimeStamp(line, size);
 }
 
 // What the opening itself traces (a folder that is missing, settings that are odd) comes back here on the same thread
 // and finds the file still closed: those lines reach the other outputs only.
 void Cmn_DefaultLog::OpenLogFile() {
-    const std::lock_guard lock(mFileMutex);
-    if (mFileState.load(std::memory_order_relaxed) != FileState::kNotOpened) return;
-    mFileState.store(FileState::kOpening, std::memory_order_relaxed);
-    mLogFile = Cmn_Logging::GetInstance().CreateLogFile(Cmn_FS::GetApplicationName());
-    mFileState.store(FileState::kReady, std::memory_order_release);
+    if (mOpeningThread.load(std::memory_order_relaxed) == ::GetCurrentThreadId()) return;
+    IPC_BenaphoreLocker locker(mFileMutex);
+    if (mIsOpened.load(std::memory_order_relaxed)) return;
+    mOpeningThread = ::GetCurrentThreadId();
+    mLogFile = Cmn_Logging::GetInstance().CreateLogFile(Cmn_Logging::GetFileNamePart(Cmn_FS::GetApplicationName()));
+    mOpeningThread = 0;
+    mIsOpened.store(true, std::memory_order_release);
 }

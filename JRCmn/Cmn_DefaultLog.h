@@ -18,8 +18,8 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstddef>
-#include <mutex>
 
+#include "IPC/IPC_Benaphore.h"
 #include "JRCmn/Cmn_Export.h"
 #include "JRCmn/Cmn_LogFile.h"
 
@@ -28,7 +28,7 @@ public:
     // "REPORT >>>", which begins every failure line.
     static const char* const sFailureTag;
 
-    // For the one instance; a second construction is reported.
+    // There is one instance, which GetInstance() makes: constructing another is reported.
     Cmn_DefaultLog();
     Cmn_DefaultLog(const Cmn_DefaultLog&) = delete;
     Cmn_DefaultLog& operator=(const Cmn_DefaultLog&) = delete;
@@ -60,8 +60,10 @@ public:
     bool SuspendTraceTimeStamp(bool suspend) { return !mTimeStamps.exchange(!suspend); }
 
 private:
+    struct TheInstance {};
+    explicit Cmn_DefaultLog(TheInstance) {}
+
     enum class Kind { kTrace, kError, kWarning };
-    enum class FileState : unsigned { kNotOpened, kOpening, kReady };
 
     void DoTrace(Kind kind, const char* format, va_list arguments, bool noTerminal);
     void WriteToFile(char* line, std::size_t size);
@@ -71,7 +73,8 @@ private:
     std::atomic<bool> mLogToTerminal{true};
     std::atomic<bool> mLogToFile{true};
     std::atomic<bool> mSyslogEnabled{false};
-    std::atomic<FileState> mFileState{FileState::kNotOpened};
-    std::recursive_mutex mFileMutex;  // guards the opening; the file has a lock of its own for its writers
+    std::atomic<bool> mIsOpened{false};
+    IPC_Benaphore mFileMutex;  // guards the opening; the file has a lock of its own for its writers
+    std::atomic<unsigned long> mOpeningThread{0};
     Cmn_LogFile mLogFile;
 };

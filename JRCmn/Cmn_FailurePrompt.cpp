@@ -60,7 +60,10 @@ public:
     PromptCounter& operator=(const PromptCounter&) = delete;
 };
 
-CheckLocation Location(const FailurePrompt& prompt) { return {prompt.file, prompt.line, prompt.expression}; }
+// As the occurrence records have it: the message of an unconditional failure may be another one each time.
+CheckLocation Location(const FailurePrompt& prompt) {
+    return {prompt.file, prompt.line, prompt.hasExpression ? prompt.expression : nullptr};
+}
 
 bool IsIgnored(const FailurePrompt& prompt) {
     State& state = GetState();

@@ -13,8 +13,15 @@ Cmn_String EnvironmentPath(const char* name) {
     return length < sizeof value ? Cmn_String(value) : Cmn_String();
 }
 
+// The profile functions of the platform look for a file without a full path in the Windows folder.
+Cmn_String FullPath(const Cmn_String& path) {
+    char full[MAX_PATH] = "";
+    const DWORD length = path.IsEmpty() ? 0 : ::GetFullPathNameA(path, sizeof full, full, nullptr);
+    return length > 0 && length < sizeof full ? Cmn_String(full) : path;
+}
+
 Cmn_String Root() {
-    Cmn_String root = EnvironmentPath("NORVIKLIB_ROOT");
+    Cmn_String root = FullPath(EnvironmentPath("NORVIKLIB_ROOT"));
     if (root.IsEmpty()) {
         root = EnvironmentPath("ProgramData");
         if (root.IsEmpty()) root = "C:\\ProgramData";

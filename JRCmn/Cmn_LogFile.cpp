@@ -103,6 +103,11 @@ void Cmn_LogFile::ChangeMaxSize(uint64_t maxSize, uint64_t rewindSize) {
     mRewindSize = rewindSize;
 }
 
+std::string Cmn_LogFile::GetFilePath() const {
+    IPC_BenaphoreLocker locker(mLock);
+    return mPath;
+}
+
 int Cmn_LogFile::AddTimeStamp(char* buffer, int size) {
     if (size < kTimeStampSize) return 0;
     const uint64_t now = ClockMilliseconds();

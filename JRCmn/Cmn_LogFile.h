@@ -54,7 +54,7 @@ public:
     // Both limits for later writes.
     void ChangeMaxSize(uint64_t maxSize, uint64_t rewindSize);
 
-    const std::string& GetFilePath() const { return mPath; }
+    std::string GetFilePath() const;
 
     // Writes "<seconds since 1970>.<milliseconds> " and returns its length; with a size below 25 writes nothing and
     // returns 0. The result is terminated.

@@ -10,7 +10,6 @@
 #include "JRCmn/Cmn_FolderFinder.h"
 #include "JRCmn/Cmn_Trace.h"
 #include "JRCmn/Internal/Cmn_Handle.h"
-#include "JRCmn/Internal/Cmn_LastError.h"
 #include "JRCmn/Internal/Cmn_Windows.h"
 
 using namespace NorvikLibInternal;
@@ -33,42 +32,64 @@ constexpr uint64_t kMostSubRuns = 2;
 constexpr unsigned kMostFilesInUse = 99;  // sub-run numbers have two digits
 constexpr int kValueSize = 64;            // characters of a setting that are read
 constexpr uint64_t kRoomForSettings = 65'536;  // bytes
-constexpr DWORD kSettingsLockTimeout = 5'000;  // ms
+constexpr DWORD kFolderLockTimeout = 5'000;  // ms
 
 constexpr char kOnValue[] = "on";
 constexpr char kOffValue[] = "off";
 
-// Guards the cache of verbose switches and the settings as a whole. Not a member: the class is copyable.
+// Guards what changes after construction: the run number and the cache of verbose switches. Not a member: the class is
+// copyable.
 IPC_Benaphore& SettingsLock() {
     static IPC_Benaphore& lock = *new IPC_Benaphore;
     return lock;
 }
 
-// Holds off other programs while one reads, counts up and writes the run number. A lock that cannot be had within its
-// time is done without: a log with a doubtful number is worth more than none.
-class SettingsFileLock {
+// Holds off other programs while this one chooses a run number or a file, in every session of the machine, since they share
+// the folder. A lock that cannot be had within its time is done without: a log with a doubtful name is worth more than
+// none. What happens under it must not trace, because a trace may open the log, which is named by what is chosen here.
+class LogFolderLock {
 public:
-    SettingsFileLock() : mMutex(::CreateMutexA(nullptr, FALSE, "NorvikLib Log Settings")) {
-        const DWORD result = mMutex ? ::WaitForSingleObject(mMutex.Get(), kSettingsLockTimeout) : WAIT_FAILED;
+    LogFolderLock() : mMutex(Create()) {
+        const DWORD result = mMutex ? ::WaitForSingleObject(mMutex.Get(), kFolderLockTimeout) : WAIT_FAILED;
         mHeld = result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
-        if (!mHeld) Cmn_Trace("The log settings are locked by another program; going on without the lock.\n");
     }
-    ~SettingsFileLock() {
+    ~LogFolderLock() {
         if (mHeld) ::ReleaseMutex(mMutex.Get());
     }
-    SettingsFileLock(const SettingsFileLock&) = delete;
-    SettingsFileLock& operator=(const SettingsFileLock&) = delete;
+    LogFolderLock(const LogFolderLock&) = delete;
+    LogFolderLock& operator=(const LogFolderLock&) = delete;
+
+    bool IsHeld() const { return mHeld; }
 
 private:
+    static HANDLE Create() {
+        constexpr DWORD kUse = SYNCHRONIZE | MUTEX_MODIFY_STATE;
+        // Programs of other users open what the first one made.
+        SECURITY_DESCRIPTOR everybody;
+        ::InitializeSecurityDescriptor(&everybody, SECURITY_DESCRIPTOR_REVISION);
+        ::SetSecurityDescriptorDacl(&everybody, TRUE, nullptr, FALSE);
+        SECURITY_ATTRIBUTES attributes = {sizeof attributes, &everybody, FALSE};
+        const HANDLE shared = ::CreateMutexExA(&attributes, "Global\\NorvikLib Log Folder", 0, kUse);
+        return shared ? shared : ::CreateMutexExA(&attributes, "NorvikLib Log Folder", 0, kUse);
+    }
+
     KernelHandle mMutex;
     bool mHeld = false;
 };
 
-bool CanBePartOfFileName(const Cmn_String& name) {
-    return !name.IsEmpty() && std::none_of(name.c_str(), name.c_str() + name.GetLength(), [](char c) {
-        return static_cast<unsigned char>(c) < ' ' || std::string_view("\\/:*?\"<>|").find(c) != std::string_view::npos;
-    });
+constexpr std::string_view kNotInFileNames = "\\/:*?\"<>|";
+
+bool CanBeInFileName(char c) {
+    return static_cast<unsigned char>(c) >= ' ' && kNotInFileNames.find(c) == std::string_view::npos;
 }
+
+bool CanBePartOfFileName(const Cmn_String& name) {
+    return !name.IsEmpty() && std::ranges::all_of(name.View(), &CanBeInFileName);
+}
+
+bool Exists(const Cmn_String& path) { return ::GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES; }
+
+bool MayOverwrite(const Cmn_String& path) { return !Cmn_FS::IsFolder(path) && !Cmn_FS::IsBeingWritten(path); }
 
 uint64_t InBytes(uint64_t kilobytes) { return std::min(kilobytes, kLargestFileSizeKB) * 1024; }
 
@@ -106,23 +127,54 @@ void Cmn_Logging::ReadSettings() {
     mMaxSubRunCount = std::min(GetLogSettingUInt(kFilesSection, kMaxSubRunsKey, kDefaultMaxSubRuns), kMostSubRuns);
 }
 
-void Cmn_Logging::StartNewRun(uint64_t defaultMaximumRunNumber, uint64_t defaultMaxFileSizeKB) {
-    const SettingsFileLock fileLock;
-    if (!Cmn_FS::IsFile(GetOptionsFilePath())) {
-        SetLogPreference(kFilesSection, kCurrentRunKey, Cmn_String(0));
-        SetLogPreference(kFilesSection, kMaximumRunKey, Cmn_String(defaultMaximumRunNumber));
-        SetLogPreference(kFilesSection, kMaxFileSizeKey, Cmn_String(defaultMaxFileSizeKB));
-        SetLogPreference(kFilesSection, kMaxSubRunsKey, Cmn_String(kDefaultMaxSubRuns));
-    }
-    const uint64_t current = GetLogSettingUInt(kFilesSection, kCurrentRunKey, 0);
-    const uint64_t maximum =
-        std::max<uint64_t>(GetLogSettingUInt(kFilesSection, kMaximumRunKey, defaultMaximumRunNumber), 1);
-    mRunNumber = current % maximum + 1;
-    SetLogPreference(kFilesSection, kCurrentRunKey, Cmn_String(mRunNumber));
+Cmn_Logging::Cmn_Logging(const Cmn_Logging& other) { *this = other; }
 
-    // What this number's last run left. A file that a program still has open stays.
+Cmn_Logging& Cmn_Logging::operator=(const Cmn_Logging& other) {
+    IPC_BenaphoreLocker locker(SettingsLock());
+    mRunNumber = other.mRunNumber;
+    mMaxFileSizeKB = other.mMaxFileSizeKB;
+    mRewindSizeKB = other.mRewindSizeKB;
+    mMaxSubRunCount = other.mMaxSubRunCount;
+    mVerboseSubsystems = other.mVerboseSubsystems;
+    return *this;
+}
+
+uint64_t Cmn_Logging::GetCurrentRunNumber() const {
+    IPC_BenaphoreLocker locker(SettingsLock());
+    return mRunNumber;
+}
+
+void Cmn_Logging::StartNewRun(uint64_t defaultMaximumRunNumber, uint64_t defaultMaxFileSizeKB) {
+    bool isLocked = false, isWritten = true;
+    {
+        const LogFolderLock folderLock;
+        isLocked = folderLock.IsHeld();
+        if (!Cmn_FS::IsFile(GetOptionsFilePath())) {
+            isWritten = SetLogPreference(kFilesSection, kCurrentRunKey, Cmn_String(0)) &&
+                        SetLogPreference(kFilesSection, kMaximumRunKey, Cmn_String(defaultMaximumRunNumber)) &&
+                        SetLogPreference(kFilesSection, kMaxFileSizeKey, Cmn_String(defaultMaxFileSizeKB)) &&
+                        SetLogPreference(kFilesSection, kMaxSubRunsKey, Cmn_String(kDefaultMaxSubRuns));
+        }
+        const uint64_t current = GetLogSettingUInt(kFilesSection, kCurrentRunKey, 0);
+        const uint64_t maximum =
+            std::max<uint64_t>(GetLogSettingUInt(kFilesSection, kMaximumRunKey, defaultMaximumRunNumber), 1);
+        const uint64_t next = current % maximum + 1;
+        {
+            IPC_BenaphoreLocker locker(SettingsLock());
+            mRunNumber = next;
+        }
+        isWritten = SetLogPreference(kFilesSection, kCurrentRunKey, Cmn_String(next)) && isWritten;
+        DeleteFilesOfRun(next);
+    }
+    // Only now does the log that these lines open have its name.
+    if (!isLocked) Cmn_Trace("The log folder is locked by another program; went on without the lock.\n");
+    if (!isWritten) Cmn_Trace("The log settings cannot be written to %s\n", GetOptionsFilePath().c_str());
+}
+
+// What this number's last run left. A file that a program still has open stays.
+void Cmn_Logging::DeleteFilesOfRun(uint64_t number) const {
     Cmn_String pattern;
-    pattern.Printf("Run #%I64u .*\\%s", mRunNumber, cLogFileExtension);
+    pattern.Printf("Run #%I64u .*\\%s", number, cLogFileExtension);
     const boost::regex wholeName(pattern.c_str());
     for (const Cmn_String& name : Cmn_FS::ListFiles(GetLogFolderPath(), "*")) {
         if (boost::regex_match(name.c_str(), wholeName)) Cmn_FS::RemoveFile(GetLogFolderPath() + name);
@@ -131,7 +183,7 @@ void Cmn_Logging::StartNewRun(uint64_t defaultMaximumRunNumber, uint64_t default
 
 Cmn_String Cmn_Logging::CandidatePath(const Cmn_String& name, unsigned subRun, const Cmn_String& extension) const {
     Cmn_String path;
-    path.Printf("%sRun #%I64u %s - %02u%s", GetLogFolderPath().c_str(), mRunNumber, name.c_str(), subRun,
+    path.Printf("%sRun #%I64u %s - %02u%s", GetLogFolderPath().c_str(), GetCurrentRunNumber(), name.c_str(), subRun,
                 extension.c_str());
     return path;
 }
@@ -144,27 +196,27 @@ Cmn_String Cmn_Logging::FindNewLogFile(const Cmn_String& name, const Cmn_String&
     }
     Cmn_String oldest;
     uint64_t oldestTime = 0;
-    const auto takeIfFree = [&](const Cmn_String& path) {
-        return ::GetFileAttributesA(path) == INVALID_FILE_ATTRIBUTES && (!accepts || accepts(path));
-    };
-    const auto mayOverwrite = [](const Cmn_String& path) {
-        return !Cmn_FS::IsFolder(path) && !Cmn_FS::IsBeingWritten(path);
-    };
-    for (unsigned subRun = 1; subRun <= std::min<uint64_t>(mMaxSubRunCount, kMostFilesInUse); ++subRun) {
+    bool allExist = true;
+    const auto subRuns = static_cast<unsigned>(std::min<uint64_t>(mMaxSubRunCount, kMostFilesInUse));
+    for (unsigned subRun = 1; subRun <= subRuns; ++subRun) {
         Cmn_String path = CandidatePath(name, subRun, extension);
-        if (takeIfFree(path)) return path;
+        if (!Exists(path)) {
+            if (!accepts || accepts(path)) return path;
+            allExist = false;
+            continue;
+        }
         const uint64_t time = Cmn_FS::GetLastWriteTime(path);
-        if ((oldest.IsEmpty() || time < oldestTime) && mayOverwrite(path)) {
+        if ((oldest.IsEmpty() || time < oldestTime) && MayOverwrite(path)) {
             oldest = path;
             oldestTime = time;
         }
     }
-    if (!oldest.IsEmpty()) return oldest;
-    // Running programs hold every file that may be overwritten: two writers in one file would spoil both logs, so the
+    if (!allExist || !oldest.IsEmpty()) return allExist ? oldest : Cmn_String();
+    // Running programs hold every file that might be overwritten: two writers in one file would spoil both logs, so the
     // numbers go on.
-    for (unsigned subRun = static_cast<unsigned>(mMaxSubRunCount) + 1; subRun <= kMostFilesInUse; ++subRun) {
+    for (unsigned subRun = subRuns + 1; subRun <= kMostFilesInUse; ++subRun) {
         Cmn_String path = CandidatePath(name, subRun, extension);
-        if (takeIfFree(path) || mayOverwrite(path)) return path;
+        if (Exists(path) ? MayOverwrite(path) : !accepts || accepts(path)) return path;
     }
     return {};
 }
@@ -173,8 +225,18 @@ Cmn_String Cmn_Logging::GetNewLogFilePath(const Cmn_String& name, const Cmn_Stri
     return FindNewLogFile(name, extension, nullptr);
 }
 
+Cmn_String Cmn_Logging::GetFileNamePart(const Cmn_String& text) {
+    Cmn_String part(text.c_str());
+    for (int i = 0; i < part.GetLength(); ++i) {
+        if (!CanBeInFileName(part.c_str()[i])) part.At(i) = '_';
+    }
+    return part;
+}
+
 Cmn_LogFile Cmn_Logging::CreateLogFile(const Cmn_String& name) const {
-    // A candidate is taken by creating it: of two programs that find the same free name, one gets it.
+    // Under the lock, because asking whether a file is being written keeps its writer out for that moment, and because
+    // a file is nobody's until it is open. A candidate is also taken by creating it: that holds without the lock.
+    const LogFolderLock folderLock;
     const Cmn_String path = FindNewLogFile(name, cLogFileExtension,
                                            [](const Cmn_String& candidate) { return Cmn_FS::CreateNewFile(candidate); });
     if (path.IsEmpty()) return {};
@@ -216,16 +278,9 @@ uint64_t Cmn_Logging::GetLogSettingUInt(const char* section, const char* key, ui
     return value.IsEmpty() ? defaultValue : value.AsUInt64();
 }
 
-void Cmn_Logging::SetLogPreference(const char* section, const char* key, const Cmn_String& value) const {
+bool Cmn_Logging::SetLogPreference(const char* section, const char* key, const Cmn_String& value) const {
     // On a full disk the platform says that it wrote and leaves an empty file: all settings would be gone.
-    if (Cmn_FS::GetFreeBytes(GetLogFolderPath()) < kRoomForSettings) {
-        Cmn_Trace("The log settings cannot be written: no room in %s\n", GetLogFolderPath().c_str());
-        return;
-    }
-    if (::WritePrivateProfileStringA(section, key, value, GetOptionsFilePath()) &&
-        GetLogPreferenceString(section, key, kValueSize) == value) {
-        return;
-    }
-    Cmn_Trace("The log setting %s cannot be written to %s: %s\n", key, GetOptionsFilePath().c_str(),
-              DescribeSystemError(::GetLastError()).c_str());
+    return Cmn_FS::GetFreeBytes(GetLogFolderPath()) >= kRoomForSettings &&
+           ::WritePrivateProfileStringA(section, key, value, GetOptionsFilePath()) &&
+           GetLogPreferenceString(section, key, kValueSize) == value;
 }

@@ -6,7 +6,7 @@
 //   Cmn_Logging::GetInstance().StartNewRun(100, 1024);       // once, at program start, before anything is traced
 //   Cmn_LogFile file = Cmn_Logging::GetInstance().CreateLogFile("Meters");
 //
-// Threads:   any; StartNewRun is also safe when several programs call it at once
+// Threads:   any; StartNewRun and CreateLogFile are also safe when several programs call them at once
 // Ownership: the instance lives as long as the process. A copy is a snapshot.
 // Errors:    missing or unreadable settings give the defaults. What cannot be written is traced and the program goes on.
 // Units:     kilobytes (1,024 bytes) where the name says KB
@@ -30,7 +30,7 @@ public:
     static const Cmn_String& GetLogFolderPath();
     static const Cmn_String& GetOptionsFilePath();
 
-    uint64_t GetCurrentRunNumber() const { return mRunNumber; }
+    uint64_t GetCurrentRunNumber() const;
     uint64_t GetMaxFileSizeInKB() const { return mMaxFileSizeKB; }
     uint64_t GetRewindSizeInKB() const { return mRewindSizeKB; }  // half of the maximum
     uint64_t GetMaxSubRunCount() const { return mMaxSubRunCount; }
@@ -41,10 +41,14 @@ public:
 
     // The path for a new log file of this run. `accepts` is asked about every candidate that does not exist yet; an
     // empty function accepts all. When all exist, the one that was written longest ago is overwritten, leaving out those
-    // that a program has open for writing. Empty, traced, for a name that cannot be part of a file name.
+    // that a program has open for writing. Empty when no candidate is left, and, traced, for a name that cannot be part
+    // of a file name.
     Cmn_String FindNewLogFile(const Cmn_String& name, const Cmn_String& extension,
                               const std::function<bool(const Cmn_String& path)>& accepts) const;
     Cmn_String GetNewLogFilePath(const Cmn_String& name, const Cmn_String& extension = cLogFileExtension) const;
+
+    // The text with what a file name cannot hold replaced by '_'.
+    static Cmn_String GetFileNamePart(const Cmn_String& text);
 
     // A new log file of this run within the size limits. Two programs never get the same file.
     Cmn_LogFile CreateLogFile(const Cmn_String& name) const;
@@ -52,14 +56,19 @@ public:
     // Whether the settings switch a subsystem "on". Asked of the file once for each subsystem.
     bool IsVerboseSubSystemLoggingEnabled(const char* subsystem);
 
+    Cmn_Logging(const Cmn_Logging& other);
+    Cmn_Logging& operator=(const Cmn_Logging& other);
+
 private:
     Cmn_Logging();
 
     Cmn_String GetLogPreferenceString(const char* section, const char* key, int size) const;
     uint64_t GetLogSettingUInt(const char* section, const char* key, uint64_t defaultValue) const;
-    void SetLogPreference(const char* section, const char* key, const Cmn_String& value) const;
+    // False when the file does not hold the value afterwards.
+    bool SetLogPreference(const char* section, const char* key, const Cmn_String& value) const;
 
     void ReadSettings();
+    void DeleteFilesOfRun(uint64_t number) const;
     bool ReadVerboseSwitch(const char* subsystem) const;
     Cmn_String CandidatePath(const Cmn_String& name, unsigned subRun, const Cmn_String& extension) const;
 

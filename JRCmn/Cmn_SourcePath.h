@@ -5,7 +5,7 @@
 // built the program.
 //
 // Threads:   any
-// Ownership: the text is static; each place that uses the macro has one text of its own, so the pointer identifies it
+// Ownership: the text is static, one for each file in a module, so that its pointer identifies the file
 // Errors:    none
 // Units:     none
 
@@ -42,10 +42,11 @@ private:
     }
 };
 
+// One object for each different path.
+template <SourcePath path>
+inline constexpr const char* kSourcePathText = path.text;
+
 }  // namespace NorvikLibInternal
 
-#define CMN_SOURCE_FILE                                                               \
-    ([]() -> const char* {                                                            \
-        static constexpr ::NorvikLibInternal::SourcePath<sizeof(__FILE__)> path(__FILE__); \
-        return path.text;                                                             \
-    }())
+#define CMN_SOURCE_FILE \
+    (::NorvikLibInternal::kSourcePathText<::NorvikLibInternal::SourcePath<sizeof(__FILE__)>(__FILE__)>)

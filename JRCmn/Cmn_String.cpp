@@ -80,7 +80,7 @@ void Cmn_String::SetEnd(std::int64_t inLength) {
 Cmn_String Cmn_String::Hold(std::string_view inText) const {
     const std::less_equal<const char*> isBeforeOrAt;
     const bool isPartOfThis = mText != nullptr && isBeforeOrAt(mText, inText.data()) &&
-                              isBeforeOrAt(inText.data(), mText + GetLength());
+                              isBeforeOrAt(inText.data(), mText + GetMaxLength());  // also behind the end
     return isPartOfThis ? *this : Cmn_String();
 }
 

@@ -44,7 +44,7 @@ class NORVIK_API Cmn_BasicString<char> {
     using Text = const NorvikLibInternal::TextArgument&;  // a Cmn_String, const char* or char
 
 public:
-    static constexpr int kAll = std::numeric_limits<int>::max();  // as a count or start: as far as there is
+    enum : int { kAll = std::numeric_limits<int>::max() };  // as a count or start: as far as there is
 
     // ---- Construction and assignment. A char, bool, integer, float or double has them all, too:
     // the character, "1" or "0", decimal digits, or 12 significant digits as _gcvt writes them.
@@ -94,14 +94,16 @@ public:
     // Never null, always terminated.
     const char* c_str() const { return mText != nullptr ? mText : ""; }
     operator const char*() const { return c_str(); }
-    // It would ask whether the pointer is null, which it never is: ask IsEmpty().
+    // It would ask whether the pointer is null, which it never is: ask IsEmpty(). (Passing a text for a bool parameter still
+    // does that. The null pointer is nullptr: NULL is a number here and gives the text "0".)
     explicit operator bool() const = delete;
     std::string_view View() const { return {c_str(), static_cast<std::size_t>(GetLength())}; }
     // The first and last character; 0 for an empty text.
     char First() const { return IsEmpty() ? '\0' : mText[0]; }
     char Last() const { return IsEmpty() ? '\0' : mText[GetLength() - 1]; }
     // A writable character, after reserving max(inIndex, length). Writing at or beyond the length does not
-    // change the length; what lies there is undefined until written. A copy made afterwards shares later
+    // change the length; what lies there is undefined until written, and after overwriting the terminator the
+    // text must not be read before UpdateLength(). A copy made afterwards shares later
     // writes through it.
     char& At(int inIndex);
     // The writable characters, with room for inCapacity; call UpdateLength() after writing.
@@ -381,7 +383,12 @@ NORVIK_API Cmn_String operator+(const Cmn_String& inFirst, const Cmn_String& inS
 NORVIK_API Cmn_String operator+(const Cmn_String& inFirst, const char* inSecond);
 NORVIK_API Cmn_String operator+(const char* inFirst, const Cmn_String& inSecond);
 // Would be arithmetic with the character pointer: name + 5 is name + Cmn_String(5) or name.c_str() + 5.
-Cmn_String operator+(const Cmn_String& inFirst, std::integral auto inSecond) = delete;
+template <typename T>
+    requires(std::is_integral_v<T> || std::is_enum_v<T>)
+Cmn_String operator+(const Cmn_String& inFirst, T inSecond) = delete;
+template <typename T>
+    requires(std::is_integral_v<T> || std::is_enum_v<T>)
+Cmn_String operator+(T inFirst, const Cmn_String& inSecond) = delete;
 
 NORVIK_API std::ostream& operator<<(std::ostream& ioStream, const Cmn_String& inText);
 

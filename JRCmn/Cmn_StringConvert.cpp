@@ -206,7 +206,9 @@ float Cmn_String::AsFloat32(const char* inString) {
     return static_cast<float>(std::atof(OrEmpty(inString)));
 }
 double Cmn_String::AsFloat64(const char* inString) {
-    return std::strtod(OrEmpty(inString), nullptr);
+    // The run-time's atof is its strtod without an end pointer. By the name strtod this compiler links a replacement of its
+    // own, which reads hexadecimal, infinities and no d exponents.
+    return std::atof(OrEmpty(inString));
 }
 
 // ---- A text as a stack of fields --------------------------------------------------------------------------

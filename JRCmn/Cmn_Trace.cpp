@@ -14,6 +14,7 @@
 #include "JRCmn/Internal/Cmn_LastError.h"
 #include "JRCmn/Internal/Cmn_OccurrenceMap.h"
 #include "JRCmn/Internal/Cmn_TestMode.h"
+#include "JRCmn/Internal/Cmn_ThreadSlot.h"
 #include "JRCmn/Internal/Cmn_Windows.h"
 
 using namespace NorvikLibInternal;
@@ -62,10 +63,17 @@ void ToLog(bool noTerminal, const char* format, ...) {
     va_end(arguments);
 }
 
+const ThreadSlot& IsInSender() {
+    static const ThreadSlot slot;
+    return slot;
+}
+
 void Report(const char* word, bool noTerminal, const Message& message) {
     const Cmn_String time = GetReportTime();
     ToLog(noTerminal, "%s %s! %s %s\n", Cmn_DefaultLog::sFailureTag, word, time.c_str(), message.text);
+    if (IsInSender().Get() != 0) return;  // what fails in a sender is not for the sender
     if (const auto sender = Cmn_AutoTestTrace::GetCurrentStrategy()) {
+        IsInSender().Set(1);
         Cmn_String text;
         text.Printf("%s | %s|%s", word, time.c_str(), message.text);  // no blank before the message, on purpose
         try {
@@ -73,6 +81,7 @@ void Report(const char* word, bool noTerminal, const Message& message) {
         } catch (...) {
             Cmn_Trace("The automation's sender has thrown an exception.\n");
         }
+        IsInSender().Set(0);
     }
 }
 
@@ -125,6 +134,7 @@ void Cmn_TestTrace(const char* format, ...) {
 }
 
 void Cmn_VerboseTrace(const char* subsystem, const char* format, ...) {
+    const LastErrorKeeper keeper;
     if (!Cmn_Logging::GetInstance().IsVerboseSubSystemLoggingEnabled(subsystem)) return;
     Cmn_String prefixed;
     prefixed.Printf("%s: %s", subsystem, format);

@@ -1,7 +1,11 @@
 #include "JRCmn/Internal/Cmn_ConsoleWriter.h"
 
+#include "JRCmn/Internal/Cmn_Clock.h"
+
 namespace NorvikLibInternal {
 namespace {
+
+constexpr uint64_t kTryAgainAfter = 1'000;  // ms
 
 HANDLE StandardOutput() { return ::GetStdHandle(STD_OUTPUT_HANDLE); }
 
@@ -21,13 +25,16 @@ void ConsoleWriter::Write(const char* text, std::size_t size) {
     if (!IsEmpty(kept) && mCalls.write(kept, text, size)) return;
 
     const HANDLE fetched = mCalls.getHandle();
-    if (IsEmpty(kept) && fetched == mUnusable.load(std::memory_order_relaxed)) return;
+    const uint64_t now = ClockMillisecondsCoarse();
+    const bool isKnownUnusable = IsEmpty(kept) && fetched == mUnusable.load(std::memory_order_relaxed);
+    if (isKnownUnusable && now < mTryAgainAt.load(std::memory_order_relaxed)) return;
     if (!IsEmpty(fetched) && mCalls.write(fetched, text, size)) {
         mHandle.store(fetched, std::memory_order_relaxed);
         return;
     }
     mHandle.store(nullptr, std::memory_order_relaxed);
     mUnusable.store(fetched, std::memory_order_relaxed);
+    mTryAgainAt.store(now + kTryAgainAfter, std::memory_order_relaxed);
 }
 
 }  // namespace NorvikLibInternal

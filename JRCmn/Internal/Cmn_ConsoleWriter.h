@@ -1,7 +1,7 @@
 #pragma once
 
 // Writes to the console that standard output is, if it is one. Standard output that is a file, a pipe or closed is
-// skipped, at no cost per line, until it becomes something else.
+// skipped until it becomes something else; the same handle is tried again once a second, since its value may be used anew.
 //
 // Threads:   any; a race between two lines costs at most a repeated attempt
 // Ownership: the handle is the process's; it is never closed here
@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 
 #include "JRCmn/Cmn_Export.h"
 #include "JRCmn/Internal/Cmn_Windows.h"
@@ -35,6 +36,7 @@ private:
     // answers that one, nothing is tried.
     std::atomic<HANDLE> mHandle{nullptr};
     std::atomic<HANDLE> mUnusable{nullptr};
+    std::atomic<uint64_t> mTryAgainAt{0};
 };
 
 }  // namespace NorvikLibInternal

@@ -28,7 +28,7 @@ private:
     const DWORD mError;
 };
 
-// "Access denied. (5)": the system's description without its line end, and the code.
+// "Access denied.": the system's description without its line end.
 Cmn_String DescribeSystemError(DWORD error);
 
 }  // namespace NorvikLibInternal

@@ -26,9 +26,10 @@ public:
     // allocation.
     template <typename Place>
     RateDecision Occur(const Place& place) {
-        // The rule compares seconds, so the cheap clock is fine enough.
-        const uint64_t now = ClockMillisecondsCoarse();
         IPC_BenaphoreLocker locker(mLock);
+        // Asked under the lock, so that occurrences are counted in the order of their times. The rule compares seconds: the
+        // cheap clock is fine enough.
+        const uint64_t now = ClockMillisecondsCoarse();
         // What fails in a tight loop is the place that failed last.
         if (mLatest == mRecords.end() || mLatest->first < place || place < mLatest->first) {
             mLatest = mRecords.find(place);

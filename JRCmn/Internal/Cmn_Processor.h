@@ -30,6 +30,18 @@ inline void YieldProcessorSlice() {
 #endif
 }
 
+// Whether the process is ending and the platform has already removed all other threads, with whatever locks they held.
+inline bool OtherThreadsAreGone() {
+#if defined(_WIN32)
+    using Function = BOOLEAN(NTAPI*)();
+    static const Function isShuttingDown = reinterpret_cast<Function>(
+        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleA("ntdll.dll"), "RtlDllShutdownInProgress")));
+    return isShuttingDown && isShuttingDown();
+#else
+    return false;
+#endif
+}
+
 // Lets any other thread run, also one of lower priority.
 inline void SleepMilliseconds(unsigned milliseconds) {
 #if defined(_WIN32)

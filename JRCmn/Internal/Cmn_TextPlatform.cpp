@@ -103,11 +103,11 @@ void UpperText(char* ioText) {
 }
 
 int FormatText(char* outBuffer, std::size_t inSize, const char* inFormat, va_list inArguments) {
-    return ::_vsnprintf(outBuffer, inSize, inFormat, inArguments);
+    return inFormat ? ::_vsnprintf(outBuffer, inSize, inFormat, inArguments) : -1;
 }
 
 int FormattedLength(const char* inFormat, va_list inArguments) {
-    return ::_vscprintf(inFormat, inArguments);
+    return inFormat ? ::_vscprintf(inFormat, inArguments) : -1;
 }
 
 void FormatFloat(double inValue, int inDigits, char* outText) {

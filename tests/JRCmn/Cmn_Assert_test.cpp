@@ -81,8 +81,7 @@ TEST(Checks, TheLastErrorIsReportedAndKept) {
     CMN_VERIFY(false);
     EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
     std::vector<std::string> lines = TakeTraces();
-    EXPECT_TRUE(AnyContains(lines, "Last Win32 error: "));
-    EXPECT_TRUE(AnyContains(lines, "(5)\n"));
+    EXPECT_TRUE(AnyContains(lines, "Last Win32 error: Access denied.\n"));
     ::SetLastError(0);
     CMN_VERIFY(false);
     EXPECT_FALSE(AnyContains(TakeTraces(), "Last Win32 error"));
@@ -146,7 +145,7 @@ TEST(Checks, AHookIsCalledInsteadOfThePromptAndMayThrow) {
     EXPECT_THROW(Cmn_Assert::FailedVerify("e", "f.cpp", 3), int);
     EXPECT_THROW(Cmn_Assert::FailedVerify("e", "f.cpp", 4), int);
     EXPECT_THROW(Cmn_Assert::Failure("m", "f.cpp", 5), int);
-    EXPECT_THROW(Cmn_Assert::FailedAssert("a", "f.cpp", 6), int);
+    EXPECT_THROW(Cmn_Assert::FailedAssert("a", "f.cpp", 6), Cmn_AssertionFailure);  // an assertion's own, always
     EXPECT_FALSE(Cmn_Assert::IsFailing());
     Cmn_Assert::SetFailureHook(nullptr);
     EXPECT_THROW(Cmn_Assert::FailedAssert("a", "f.cpp", 7), Cmn_AssertionFailure);
@@ -199,6 +198,11 @@ TEST_F(Prompt, AlwaysIsRememberedForThePlace) {
     EXPECT_TRUE(sQuestion.title.IsEmpty());
     Cmn_Assert::FailedVerify("x", "f.cpp", 13);
     EXPECT_FALSE(sQuestion.title.IsEmpty());
+    // The message of a failure may be composed anew each time; its place is the same.
+    Cmn_Assert::Failure(Cmn_String("fan 1"), "f.cpp", 14);
+    sQuestion = {};
+    Cmn_Assert::Failure(Cmn_String("fan 2"), "f.cpp", 14);
+    EXPECT_TRUE(sQuestion.title.IsEmpty());
 }
 
 TEST_F(Prompt, NoAnswerMeansContinue) {

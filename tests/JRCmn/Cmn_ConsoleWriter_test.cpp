@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -27,53 +28,24 @@ const ConsoleCalls kCalls = {[] {
 
 HANDLE Number(intptr_t number) { return reinterpret_cast<HANDLE>(number); }
 
-class ConsoleWriterTest : public testing::Test {
-protected:
-    void SetUp() override {
-        gCurrent = gWorking = Number(8);
+TEST(ConsoleWriter, FollowsStandardOutputAndTriesWhatIsNoConsoleOnlyOnce) {
+    ConsoleWriter writer{kCalls};
+    const auto write = [&](const char* text, HANDLE current, HANDLE working) {
+        gCurrent = current;
+        gWorking = working;
         gFetches = gWrites = 0;
-        gText.clear();
-    }
-    void Write(const char* text) { mWriter.Write(text, std::string(text).size()); }
-
-    ConsoleWriter mWriter{kCalls};
-};
-
-TEST_F(ConsoleWriterTest, AConsoleIsFetchedOnceAndKept) {
-    for (int i = 0; i < 3; ++i) Write("x");
-    EXPECT_EQ(gText, "xxx");
-    EXPECT_EQ(gFetches, 1);
-    EXPECT_EQ(gWrites, 3);
-}
-
-TEST_F(ConsoleWriterTest, ALineThatFailsIsWrittenOnceMoreAfterANewFetch) {
-    Write("a");
-    gCurrent = gWorking = Number(12);
-    Write("b");
-    EXPECT_EQ(gText, "ab");
-    EXPECT_EQ(gFetches, 2);
-    EXPECT_EQ(gWrites, 3);
-}
-
-TEST_F(ConsoleWriterTest, OutputThatIsNoConsoleIsNotTriedAgainUntilItIsAnother) {
-    gWorking = nullptr;
-    for (int i = 0; i < 100; ++i) Write("lost");
-    EXPECT_EQ(gWrites, 1);
-    gCurrent = gWorking = Number(12);
-    Write("found");
-    Write(" again");
-    EXPECT_EQ(gText, "found again");
-}
-
-TEST_F(ConsoleWriterTest, WithoutStandardOutputNothingIsWritten) {
-    for (const HANDLE none : {static_cast<HANDLE>(nullptr), INVALID_HANDLE_VALUE}) {
-        gCurrent = none;
-        for (int i = 0; i < 10; ++i) Write("lost");
-    }
-    EXPECT_EQ(gWrites, 0);
-    gCurrent = gWorking;
-    Write("found");
-    EXPECT_EQ(gText, "found");
+        for (int i = 0; i < 3; ++i) writer.Write(text, 1);
+        return std::pair(gFetches, gWrites);
+    };
+    EXPECT_EQ(write("a", Number(8), Number(8)), std::pair(1, 3));    // fetched once and kept
+    EXPECT_EQ(write("b", Number(12), Number(12)), std::pair(1, 4));  // the line that failed is written once more
+    // No console: one line is tried with the old handle and with the new one, then none until the fetch answers another.
+    EXPECT_EQ(write("x", Number(16), nullptr), std::pair(3, 2));
+    EXPECT_EQ(write("c", Number(20), Number(20)), std::pair(1, 3));
+    EXPECT_EQ(write("x", nullptr, nullptr).second, 1);
+    EXPECT_EQ(write("x", INVALID_HANDLE_VALUE, nullptr).second, 0);
+    EXPECT_EQ(write("d", Number(20), Number(20)), std::pair(1, 3));
+    EXPECT_EQ(gText, "aaabbbcccddd");
 }
 
 }  // namespace

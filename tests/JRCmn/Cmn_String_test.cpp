@@ -114,9 +114,8 @@ TEST(StringTest, SizesBeyondTheLimitThrowBadAllocAndChangeNothing) {
         [](Cmn_String& s) { s.At(kIntMax); },
         [](Cmn_String& s) { s.AsArray(kIntMax); },
         [](Cmn_String& s) { s = Cmn_String("", kIntMax); },
-        [](Cmn_String& s) { s.AppendPrintf("%2147483630d", 1); },
     };
-    for (size_t i = 0; i + 1 < std::size(kCases); ++i) {
+    for (size_t i = 0; i < std::size(kCases); ++i) {
         Cmn_String text("abc");
         const Cmn_String copy(text);
         EXPECT_THROW(kCases[i](text), std::bad_alloc) << "case " << i;

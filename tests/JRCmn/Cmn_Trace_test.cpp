@@ -8,6 +8,7 @@
 
 #include "JRCmn/Cmn_Assert.h"
 #include "JRCmn/Cmn_AutoTestTrace.h"
+#include "JRCmn/Cmn_QuestionDialog.h"
 #include "JRCmn/Cmn_Registry.h"
 #include "JRCmn/Cmn_Time.h"
 #include "JRCmn/Internal/Cmn_RegistryCalls.h"
@@ -109,8 +110,9 @@ TEST(Cmn_TraceFailure, AMessageBeyondItsLimitIsCutWithANotice) {
 
 TEST(Cmn_LocationFilteredWarning, CountsByPlaceAndSaysWhenItStops) {
     FakeClock clock;
-    static const char kFile[] = "a.cpp";
-    for (int i = 0; i < 51; ++i) Cmn_LocationFilteredWarning(kFile, 7).Warn("late by %d", i);
+    const char* const kFile = CMN_SOURCE_FILE;
+    EXPECT_EQ(kFile, CMN_SOURCE_FILE);  // every place of a file has the same text
+    for (int i = 0; i < 51; ++i) Cmn_LocationFilteredWarning(CMN_SOURCE_FILE, 7).Warn("late by %d", i);
     std::vector<std::string> lines = TakeTraces();
     ASSERT_EQ(lines.size(), 51u);  // 50 warnings and the notice before the last
     EXPECT_EQ(lines[49], "The following issue occurred 50 times. We stop reporting every occurrence...\n");
@@ -145,14 +147,19 @@ struct RecordingSender : Cmn_AutoTestTrace::StrategyTraceSender_IF {
     void Send(const char* text) override {
         texts.push_back(text);
         if (throws) throw 1;
+        if (fails) {
+            Cmn_Warning("a warning in the sender");
+            CMN_VERIFY(!fails);
+        }
     }
     std::vector<std::string> texts;
-    bool throws = false;
+    bool throws = false, fails = false;
 };
 
 TEST(Cmn_AutoTestTrace, InAutomationEveryFailureTextGoesToTheSender) {
     const FakeClock clock;
     FakeTestMode(REG_DWORD, 5);
+    Cmn_QuestionDialog::SetImplementation([](const Cmn_Question&) { return 1; });
     const auto sender = std::make_shared<RecordingSender>();
     Cmn_TraceFailure(eFailureType_Failure, "nobody listens yet");
     Cmn_AutoTestTrace::SetGlobalStrategy(sender);
@@ -163,11 +170,15 @@ TEST(Cmn_AutoTestTrace, InAutomationEveryFailureTextGoesToTheSender) {
     Cmn_LocationAndMessageFilteredWarning(kFile, 2).Warn("not for the automation");
     sender->throws = true;
     Cmn_Warning("a sender that throws harms nobody");
+    sender->throws = false;
+    sender->fails = true;
+    Cmn_Warning("what fails in the sender does not come back to it");
     Cmn_AutoTestTrace::ResetGlobalStrategy();
     Cmn_Warning("not seen");
     EXPECT_THAT(sender->texts, ElementsAre("Failed Verify | " + Time() + "|seen", "Warning | " + Time() + "|counted",
-                                           "Warning | " + Time() + "|a sender that throws harms nobody"));
-    EXPECT_EQ(TakeReports().size(), 6u);
+                                           "Warning | " + Time() + "|a sender that throws harms nobody",
+                                           "Warning | " + Time() + "|what fails in the sender does not come back to it"));
+    EXPECT_EQ(TakeReports().size(), 9u);
 }
 
 TEST(Cmn_AutoTestTrace, OutsideAutomationThereIsNoSender) {

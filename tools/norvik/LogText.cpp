@@ -4,6 +4,8 @@
 #include <limits>
 #include <tuple>
 
+#include "JRCmn/Internal/Cmn_RewindRule.h"
+
 namespace NorvikTool {
 
 const char* const cNoteOverwritten = "older lines were overwritten here";
@@ -13,10 +15,9 @@ const char* const cNoteUnordered =
 
 namespace {
 
-constexpr std::string_view cBanner =
-    "\r\n\r\n************************\r\n*  LOG FILE TRUNCATED  *\r\n************************\r\n\r\n";
 // The marker has an empty line's end before it, which may have been overwritten without it.
-constexpr std::string_view cMarker = "***** REWINDING! *****";
+constexpr std::string_view cMarker = NorvikLibInternal::kLogRewindMarker.substr(2, 22);
+static_assert(cMarker.starts_with('*') && cMarker.ends_with('*'));
 
 constexpr std::int64_t cEndOfTime = std::numeric_limits<std::int64_t>::max();
 constexpr std::size_t cUsualDigits = 10;  // of the seconds, from 2001 to 2286
@@ -78,10 +79,10 @@ FileLines SplitLines(std::string_view bytes) {
 std::vector<FileLines> SplitAtBanners(std::string_view bytes) {
     std::vector<FileLines> chunks;
     for (;;) {
-        const std::size_t banner = bytes.find(cBanner);
+        const std::size_t banner = bytes.find(NorvikLibInternal::kLogTruncatedBanner);
         chunks.push_back(SplitLines(bytes.substr(0, banner)));
         if (banner == std::string_view::npos) return chunks;
-        bytes.remove_prefix(banner + cBanner.size());
+        bytes.remove_prefix(banner + NorvikLibInternal::kLogTruncatedBanner.size());
     }
 }
 
