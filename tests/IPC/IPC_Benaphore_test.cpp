@@ -7,20 +7,10 @@
 
 namespace {
 
-TEST(IPC_Benaphore, LockAndUnlockOnOneThreadLeaveBothWordsAtZero) {
-    IPC_Benaphore lock;
-    for (int i = 0; i < 3; ++i) {
-        lock.Lock();
-        EXPECT_EQ(lock.GetHoldersAndWaiters(), 1);
-        lock.Unlock();
-    }
-    EXPECT_EQ(lock.GetHoldersAndWaiters(), 0);
-    EXPECT_EQ(lock.GetPendingReleases(), 0);
-}
-
-TEST(IPC_Benaphore, UnlockWithAWaiterHandsOneReleaseToIt) {
+TEST(IPC_Benaphore, UnlockHandsOneReleaseToAWaiterAndLeavesBothWordsAtZero) {
     IPC_Benaphore lock;
     lock.Lock();
+    EXPECT_EQ(lock.GetHoldersAndWaiters(), 1);
     std::atomic<bool> entered{false};
     std::thread waiter([&] {
         lock.Lock();
@@ -29,7 +19,6 @@ TEST(IPC_Benaphore, UnlockWithAWaiterHandsOneReleaseToIt) {
     });
     while (lock.GetHoldersAndWaiters() != 2) std::this_thread::yield();
     EXPECT_FALSE(entered);
-    EXPECT_EQ(lock.GetPendingReleases(), 0);
     lock.Unlock();
     waiter.join();
     EXPECT_TRUE(entered);
@@ -38,20 +27,19 @@ TEST(IPC_Benaphore, UnlockWithAWaiterHandsOneReleaseToIt) {
 }
 
 TEST(IPC_Benaphore, ExcludesManyThreadsFromEachOther) {
-    constexpr int kThreads = 8, kRounds = 100'000;
     IPC_Benaphore lock;
     long long counter = 0;  // plain on purpose: a lost update shows a broken lock
     std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
+    for (int i = 0; i < 8; ++i) {
         threads.emplace_back([&] {
-            for (int round = 0; round < kRounds; ++round) {
+            for (int round = 0; round < 100'000; ++round) {
                 IPC_BenaphoreLocker locker(lock);
                 counter = counter + 1;
             }
         });
     }
     for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(counter, 1LL * kThreads * kRounds);
+    EXPECT_EQ(counter, 800'000);
     EXPECT_EQ(lock.GetHoldersAndWaiters(), 0);
     EXPECT_EQ(lock.GetPendingReleases(), 0);
 }

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <thread>
 #include <vector>
 
@@ -30,20 +31,14 @@ void EnablePrompts() {
     };
 }
 
-TEST(Checks, AConditionThatHoldsIsEvaluatedOnceAndReportsNothing) {
-    int evaluated = 0;
-    CMN_ASSERT(++evaluated == 1);
-    EXPECT_TRUE(CMN_VERIFY(++evaluated == 2));
-    EXPECT_TRUE(CMN_CHECK(++evaluated == 3));
-    if (evaluated == 3) CMN_ASSERT(true);
-    else CMN_FAILURE("the macros work inside if and else");
-    EXPECT_TRUE(TakeTraces().empty());
-}
-
 TEST(Checks, FailuresNameExpressionFileAndLine) {
     int evaluated = 0;
+    CMN_ASSERT(++evaluated == 1);
+    if (CMN_VERIFY(++evaluated == 2) && CMN_CHECK(++evaluated == 3)) CMN_ASSERT(true);
+    else CMN_FAILURE("the macros work inside if and else");
+    EXPECT_TRUE(TakeTraces().empty());
     EXPECT_FALSE(CMN_VERIFY_AT(63, ++evaluated == 7));
-    EXPECT_EQ(evaluated, 1);
+    EXPECT_EQ(evaluated, 4);
     EXPECT_FALSE(CMN_FAILURE_AT(64, "no answer"));
     EXPECT_FALSE(CMN_CHECK_AT(65, evaluated == 8));
     const std::vector<std::string> lines = TakeTraces();
@@ -77,14 +72,12 @@ TEST(Checks, TheStackOfAReportBeginsWithTheFunctionThatFailed) {
 }
 
 TEST(Checks, TheLastErrorIsReportedAndKept) {
-    ::SetLastError(ERROR_ACCESS_DENIED);
-    CMN_VERIFY(false);
-    EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_ACCESS_DENIED));
-    std::vector<std::string> lines = TakeTraces();
-    EXPECT_TRUE(AnyContains(lines, "Last Win32 error: Access denied.\n"));
-    ::SetLastError(0);
-    CMN_VERIFY(false);
-    EXPECT_FALSE(AnyContains(TakeTraces(), "Last Win32 error"));
+    for (const DWORD error : {DWORD{ERROR_ACCESS_DENIED}, DWORD{0}}) {
+        ::SetLastError(error);
+        CMN_VERIFY(false);
+        EXPECT_EQ(::GetLastError(), error);
+        EXPECT_EQ(AnyContains(TakeTraces(), "Last Win32 error: Access denied.\n"), error != 0);
+    }
 }
 
 TEST(Checks, ResourcesAndContextAreTracedAtMostEveryHalfSecond) {
@@ -140,17 +133,17 @@ TEST(Checks, AHookIsCalledInsteadOfThePromptAndMayThrow) {
         calls.push_back(std::string(expression) + "|" + location + "|" + kind);
         throw 42;
     });
-    EXPECT_THROW(Cmn_Assert::FailedVerify("e", "f.cpp", 1), int);
-    EXPECT_THROW(Cmn_Assert::FailedVerify("e", "f.cpp", 2), int);  // the depth was restored, or this would be silent
-    EXPECT_THROW(Cmn_Assert::FailedVerify("e", "f.cpp", 3), int);
-    EXPECT_THROW(Cmn_Assert::FailedVerify("e", "f.cpp", 4), int);
+    // The nesting is restored each time, or the later ones would be silent.
+    for (int line = 1; line <= 4; ++line) EXPECT_THROW(Cmn_Assert::FailedVerify("e", "f.cpp", line), int);
     EXPECT_THROW(Cmn_Assert::Failure("m", "f.cpp", 5), int);
     EXPECT_THROW(Cmn_Assert::FailedAssert("a", "f.cpp", 6), Cmn_AssertionFailure);  // an assertion's own, always
     EXPECT_FALSE(Cmn_Assert::IsFailing());
     Cmn_Assert::SetFailureHook(nullptr);
     EXPECT_THROW(Cmn_Assert::FailedAssert("a", "f.cpp", 7), Cmn_AssertionFailure);
-    EXPECT_THAT(calls, testing::ElementsAre("e|f.cpp:1|Failed Verify", "e|f.cpp:2|Failed Verify", "e|f.cpp:3|Failed Verify",
-                                            "e|f.cpp:4|Failed Verify", "m|f.cpp:5|Failure", "a|f.cpp:6|Assert"));
+    EXPECT_EQ(calls.size(), 6u);
+    EXPECT_EQ(calls[0], "e|f.cpp:1|Failed Verify");
+    EXPECT_EQ(calls[4], "m|f.cpp:5|Failure");
+    EXPECT_EQ(calls[5], "a|f.cpp:6|Assert");
     EXPECT_EQ(TakeReports().size(), 7u);
 }
 
@@ -182,6 +175,7 @@ TEST_F(Prompt, AsksWithTheWordsOfTheFailure) {
     EXPECT_STREQ(sQuestion.title, "Failure in norvik_tests...");
     EXPECT_STREQ(sQuestion.text, "'no answer' in f.cpp(13)\n\nShould we try to continue?");
 
+    sAnswer = Cmn_QuestionDialog::kNotAnswered;  // counts as "continue"
     EXPECT_THROW(Cmn_Assert::FailedAssert("y", "f.cpp", 14), Cmn_AssertionFailure);
     EXPECT_STREQ(sQuestion.title, "Assert in norvik_tests...");
     EXPECT_THAT(sQuestion.choices, testing::ElementsAre("Stop", "Throw", "Always Throw"));
@@ -203,11 +197,6 @@ TEST_F(Prompt, AlwaysIsRememberedForThePlace) {
     sQuestion = {};
     Cmn_Assert::Failure(Cmn_String("fan 2"), "f.cpp", 14);
     EXPECT_TRUE(sQuestion.title.IsEmpty());
-}
-
-TEST_F(Prompt, NoAnswerMeansContinue) {
-    sAnswer = Cmn_QuestionDialog::kNotAnswered;
-    EXPECT_TRUE(Cmn_Assert::FailedVerify("x", "f.cpp", 12));
 }
 
 TEST_F(Prompt, WithTheToggleADumpIsWrittenInsteadOfAQuestion) {
@@ -236,25 +225,19 @@ TEST(PromptDeathTest, StopEndsTheProcessAtOnceWithCodeZero) {
 
 TEST(Checks, EightThreadsFailingAtTheSamePlaceReportItOnce) {
     const FakeClock clock;
-    constexpr int kThreads = 8, kFailures = 20'000;
     std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
+    for (int t = 0; t < 8; ++t) {
         threads.emplace_back([t] {
-            static const char* const own[kThreads] = {"0", "1", "2", "3", "4", "5", "6", "7"};
-            for (int i = 0; i < kFailures; ++i) {
+            for (int i = 0; i < 20'000; ++i) {
                 Cmn_Assert::FailedCheck("shared", "threads.cpp", 1);
-                Cmn_Assert::FailedCheck(own[t], "threads.cpp", 2);
+                Cmn_Assert::FailedCheck("own", "threads.cpp", 2 + t);
             }
         });
     }
     for (std::thread& thread : threads) thread.join();
-    int shared = 0, own = 0;
-    for (const std::string& line : TakeTraces()) {
-        shared += line.find("'shared' check failed") != line.npos;
-        own += line.find("(2)") != line.npos;
-    }
-    EXPECT_EQ(shared, 50);
-    EXPECT_EQ(own, 50 * kThreads);
+    const std::vector<std::string> lines = TakeTraces();
+    EXPECT_EQ(std::ranges::count_if(lines, [](auto& l) { return l.find("'shared' check failed") != l.npos; }), 50);
+    EXPECT_EQ(std::ranges::count_if(lines, [](auto& l) { return l.find("'own' check failed") != l.npos; }), 50 * 8);
 }
 
 }  // namespace

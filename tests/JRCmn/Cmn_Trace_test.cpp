@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <regex>
-#include <thread>
 #include <vector>
 
 #include "JRCmn/Cmn_Assert.h"
@@ -46,6 +45,20 @@ std::string Time() {
     return Cmn_Time::Now().ToString("MMM d yyyy", "H:mm:ss", " @ ").c_str();
 }
 
+struct RecordingSender : Cmn_AutoTestTrace::StrategyTraceSender_IF {
+    void Send(const char* text) override {
+        texts.push_back(text);
+        if (throws) throw 1;
+        if (fails) {
+            Cmn_Warning("a warning in the sender");
+            CMN_VERIFY(!fails);
+        }
+    }
+    std::vector<std::string> texts;
+    bool throws = false, fails = false;
+};
+
+
 // Every test is a process of its own, so the level is read anew in each.
 class TestMode : public testing::TestWithParam<std::tuple<DWORD, uint32_t, DWORD, int>> {};
 
@@ -67,12 +80,12 @@ INSTANTIATE_TEST_SUITE_P(Registry, TestMode,
                                          std::tuple(REG_DWORD, 0xFFFFFFFF, 4, 6), std::tuple(REG_SZ, 5, 4, 0),
                                          std::tuple(REG_DWORD, 5, 2, 0), std::tuple(REG_QWORD, 5, 8, 0)));
 
-TEST(Cmn_Trace, AFailureHookMakesTheLevelTwo) {
+TEST(Cmn_Trace, AFailureHookMakesTheLevelTwoWhichIsNotAutomation) {
     FakeTestMode(REG_DWORD, 5);
     Cmn_Assert::SetFailureHook([](const char*, const char*, const char*) {});
-    EXPECT_TRUE(Cmn_InTestMode());
-    EXPECT_TRUE(Cmn_TestAlertsEnabled());
-    EXPECT_FALSE(Cmn_InAutomationTestMode());
+    Cmn_AutoTestTrace::SetGlobalStrategy(std::make_shared<RecordingSender>());
+    EXPECT_TRUE(Cmn_InTestMode() && Cmn_TestAlertsEnabled() && !Cmn_InAutomationTestMode());
+    EXPECT_EQ(Cmn_AutoTestTrace::GetCurrentStrategy(), nullptr);
 }
 
 TEST(Cmn_TraceFailure, LinesCarryTagTypeTimeAndMessage) {
@@ -132,29 +145,11 @@ TEST(Cmn_LocationFilteredWarning, CountsByPlaceAndSaysWhenItStops) {
 
 TEST(Cmn_LocationAndMessageFilteredWarning, CountsEveryMessageOfAPlaceByItself) {
     const FakeClock clock;
-    static const char kFile[] = "a.cpp";
-    const Cmn_LocationAndMessageFilteredWarning place(kFile, 7);
-    for (int i = 0; i < 60; ++i) {
-        place.Warn("fan %d", 1);
-        place.Warn("fan %d", 2);
-    }
+    for (int i = 0; i < 120; ++i) Cmn_LocationAndMessageFilteredWarning(CMN_SOURCE_FILE, 7).Warn("fan %d", i % 2);
     const std::vector<std::string> reports = TakeReports();
     EXPECT_EQ(reports.size(), 100u);
-    EXPECT_EQ(reports[0], "REPORT >>> Warning! " + Time() + " fan 1\n");
+    EXPECT_EQ(reports[0], "REPORT >>> Warning! " + Time() + " fan 0\n");
 }
-
-struct RecordingSender : Cmn_AutoTestTrace::StrategyTraceSender_IF {
-    void Send(const char* text) override {
-        texts.push_back(text);
-        if (throws) throw 1;
-        if (fails) {
-            Cmn_Warning("a warning in the sender");
-            CMN_VERIFY(!fails);
-        }
-    }
-    std::vector<std::string> texts;
-    bool throws = false, fails = false;
-};
 
 TEST(Cmn_AutoTestTrace, InAutomationEveryFailureTextGoesToTheSender) {
     const FakeClock clock;
@@ -181,49 +176,37 @@ TEST(Cmn_AutoTestTrace, InAutomationEveryFailureTextGoesToTheSender) {
     EXPECT_EQ(TakeReports().size(), 9u);
 }
 
-TEST(Cmn_AutoTestTrace, OutsideAutomationThereIsNoSender) {
-    FakeTestMode(REG_DWORD, 2);
-    Cmn_AutoTestTrace::SetGlobalStrategy(std::make_shared<RecordingSender>());
-    EXPECT_EQ(Cmn_AutoTestTrace::GetCurrentStrategy(), nullptr);
-}
-
 TEST(Cmn_Trace, LeavesTheLastErrorAlone) {
-    ::SetLastError(1234);
-    Cmn_Trace("a line\n");
-    EXPECT_EQ(::GetLastError(), 1234u);
-    Cmn_Warning("a warning");
-    EXPECT_EQ(::GetLastError(), 1234u);
-    CMN_CHECK(::GetLastError() == 0);
-    EXPECT_EQ(::GetLastError(), 1234u);
+    void (*const calls[])() = {[] { Cmn_Trace("a line\n"); }, [] { Cmn_Warning("a warning"); },
+                               [] { Cmn_VerboseTrace("Any", "asks the settings\n"); }, [] { CMN_CHECK(::GetCurrentProcessId() == 0); }};
+    for (const auto call : calls) {
+        ::SetLastError(1234);
+        call();
+        EXPECT_EQ(::GetLastError(), 1234u);
+    }
     EXPECT_EQ(TakeReports().size(), 1u);
 }
 
 TEST(MachineRegistry, ValuesAreWrittenReadAndOfTheirType) {
     const char* const path = "Software\\NorvikLib\\Test";
     Cmn_Registry key;
-    EXPECT_FALSE(key.Open(HKEY_LOCAL_MACHINE, path, eRegistryAccess_AllOperations));
     uint32_t number = 7;
     Cmn_String text = "as it was";
+    EXPECT_FALSE(key.Open(HKEY_LOCAL_MACHINE, path, eRegistryAccess_AllOperations));
     EXPECT_FALSE(key.Read("Number", number) || key.Read("Text", text) || key.Write("Number", number));
     ASSERT_TRUE(key.Open(HKEY_LOCAL_MACHINE, path, eRegistryAccess_Create));
-    EXPECT_TRUE(key.Write("Number", 0xFFFFFFFFu) && key.Write("Text", Cmn_String("abc")) && key.Write("Empty", Cmn_String()));
-    EXPECT_FALSE(key.Read("Text", number) || key.Read("Number", text) || key.Read("Missing", text));
+    EXPECT_TRUE(key.Write("Number", 0xFFFFFFFFu) && key.Write("Text", Cmn_String("abc")) && key.Write("None", Cmn_String()));
+    // A string without its terminator, and one that is far too long.
+    ::RegSetKeyValueA(HKEY_LOCAL_MACHINE, path, "Open", REG_SZ, "unterminated", 4);
+    ::RegSetKeyValueA(HKEY_LOCAL_MACHINE, path, "Huge", REG_SZ, std::string(2'000'000, 'x').data(), 2'000'000);
+    EXPECT_FALSE(key.Read("Text", number) || key.Read("Number", text) || key.Read("Missing", text) || key.Read("Huge", text));
     EXPECT_EQ(number, 7u);
     EXPECT_STREQ(text, "as it was");
-    // A string without its terminator, and one that is far too long.
-    HKEY raw;
-    ASSERT_EQ(::RegOpenKeyExA(HKEY_LOCAL_MACHINE, path, 0, KEY_ALL_ACCESS, &raw), ERROR_SUCCESS);
-    ::RegSetValueExA(raw, "Open", 0, REG_SZ, reinterpret_cast<const BYTE*>("unterminated"), 4);
-    const std::string huge(2'000'000, 'x');
-    ::RegSetValueExA(raw, "Huge", 0, REG_SZ, reinterpret_cast<const BYTE*>(huge.data()), 2'000'000);
-    ::RegCloseKey(raw);
     EXPECT_TRUE(key.Read("Number", number) && number == 0xFFFFFFFF);
     EXPECT_TRUE(key.Read("Text", text) && text == "abc");
     EXPECT_TRUE(key.Read("Open", text) && text == "unte");
-    EXPECT_TRUE(key.Read("Empty", text) && text.IsEmpty());
-    EXPECT_FALSE(key.Read("Huge", text));
-    EXPECT_TRUE(key.Remove("Text"));
-    EXPECT_FALSE(key.Read("Text", text));
+    EXPECT_TRUE(key.Read("None", text) && text.IsEmpty());
+    EXPECT_TRUE(key.Remove("Text") && !key.Read("Text", text));
     key.Close();
     ::RegDeleteKeyA(HKEY_LOCAL_MACHINE, path);
 }
