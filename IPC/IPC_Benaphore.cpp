@@ -1,13 +1,18 @@
 #include "IPC/IPC_Benaphore.h"
 
+#include <algorithm>
+
 #include "JRCmn/Internal/Cmn_Processor.h"
 
 namespace {
 
 // A critical section of this library is some 100 ns to a few microseconds long, so spinning for about that long
-// usually ends the wait without the scheduler. Yielding reaches threads of the same priority; the sleep at the end is
-// there because a waiter of high priority would otherwise keep the holder from ever running.
-constexpr int kSpins = 400;
+// usually ends the wait without the scheduler. The looks get rarer: a thread that locks again at once then mostly finds its
+// own release, and the words and what they guard stay with its processor instead of moving at every unlock. Yielding reaches
+// threads of the same priority; the sleep at the end is there because a waiter of high priority would otherwise keep the
+// holder from ever running.
+constexpr int kSpinPauses = 2000;  // altogether, some 10 to 40 ns each
+constexpr int kPausesBetweenLooks = 64;
 constexpr int kYields = 2000;
 constexpr unsigned kSleepMilliseconds = 1;
 
@@ -15,7 +20,9 @@ constexpr unsigned kSleepMilliseconds = 1;
 
 IPC_Benaphore::IPC_Benaphore() : mWords(new Words) {}
 
-IPC_Benaphore::~IPC_Benaphore() { delete mWords; }
+IPC_Benaphore::~IPC_Benaphore() {
+    delete mWords;
+}
 
 bool IPC_Benaphore::TakeRelease() {
     int32_t posted = mWords->releases.load(std::memory_order_relaxed);
@@ -28,9 +35,12 @@ bool IPC_Benaphore::TakeRelease() {
 void IPC_Benaphore::WaitForRelease() {
     // With one processor nothing can change while this thread spins.
     if (NorvikLibInternal::ProcessorCount() > 1) {
-        for (int i = 0; i < kSpins; ++i) {
+        for (int spent = 0, pauses = 1; spent < kSpinPauses;
+             pauses = std::min(2 * pauses, kPausesBetweenLooks)) {
             if (TakeRelease()) return;
-            NorvikLibInternal::PauseProcessor();
+            for (int i = 0; i < pauses; ++i)
+                NorvikLibInternal::PauseProcessor();
+            spent += pauses;
         }
     }
     for (int i = 0; i < kYields; ++i) {

@@ -22,7 +22,7 @@ using namespace NorvikLibInternal;
 
 namespace {
 
-constexpr uintptr_t kReportedNesting = 2;      // a failure in the report of a failure in a report is still named
+constexpr uintptr_t kReportedNesting = 2;  // a failure in the report of a failure in a report is still named
 constexpr uint64_t kContextAtMostEvery = 500;  // ms
 
 // A stack print without a context leaves out the five innermost frames: the walk itself, PrintStackTrace (these two are
@@ -90,9 +90,11 @@ void TraceResources() {
     MEMORYSTATUSEX memory = {};
     memory.dwLength = sizeof memory;
     if (::GlobalMemoryStatusEx(&memory)) {
-        Cmn_Trace("Free RAM: %I64d MB, Page File left: %I64d MB, Load: %ld%%, GDI Objects: %u, User Objects: %u.\n",
-                  static_cast<long long>(memory.ullAvailPhys >> 20), static_cast<long long>(memory.ullAvailPageFile >> 20),
-                  static_cast<long>(memory.dwMemoryLoad), gdiObjects, userObjects);
+        Cmn_Trace(
+            "Free RAM: %I64d MB, Page File left: %I64d MB, Load: %ld%%, GDI Objects: %u, User Objects: %u.\n",
+            static_cast<long long>(memory.ullAvailPhys >> 20),
+            static_cast<long long>(memory.ullAvailPageFile >> 20), static_cast<long>(memory.dwMemoryLoad),
+            gdiObjects, userObjects);
     } else {
         Cmn_Trace("GDI Objects: %u, User Objects: %u.\n", gdiObjects, userObjects);
     }
@@ -109,15 +111,18 @@ bool TakeContextTurn() {
 // The common part of FailedVerify and Failure, which differ in their words.
 struct FailureWords {
     EFailureType type;
-    const char* kind;    // in the prompt
+    const char* kind;  // in the prompt
 };
 constexpr FailureWords kVerifyWords = {eFailureType_FailedVerify, "Failed Verify"};
 constexpr FailureWords kFailureWords = {eFailureType_Failure, "Failure"};
 
 // A call at the end of a function would become a jump, and the frame that the stack print counts on would be gone.
-inline void KeepFrame() { __asm__ volatile(""); }
+inline void KeepFrame() {
+    __asm__ volatile("");
+}
 
-[[gnu::noinline]] bool ReportFailure(const FailureWords& words, const char* text, bool isExpression, const char* file, int line) {
+[[gnu::noinline]] bool ReportFailure(const FailureWords& words, const char* text, bool isExpression,
+                                     const char* file, int line) {
     const LastErrorKeeper lastError;
     const uintptr_t depth = Nesting::Depth();
     if (depth == kReportedNesting) {
@@ -125,7 +130,8 @@ inline void KeepFrame() { __asm__ volatile(""); }
     } else if (depth > kReportedNesting) {
         return false;
     }
-    const RateDecision decision = CheckOccurrences().Occur(CheckLocation(file, line, isExpression ? text : nullptr));
+    const RateDecision decision =
+        CheckOccurrences().Occur(CheckLocation(file, line, isExpression ? text : nullptr));
     if (!decision.report) return false;
     const Nesting nesting;  // from here on, what fails is nested in this report
     TraceOccurrences(decision);
@@ -189,9 +195,13 @@ bool FailedCheck(const char* expression, const char* file, int line) {
     return false;
 }
 
-bool IsFailing() { return IsFailurePromptOpen(); }
+bool IsFailing() {
+    return IsFailurePromptOpen();
+}
 
-bool IsDebuggerPresent() { return ::IsDebuggerPresent() != 0; }
+bool IsDebuggerPresent() {
+    return ::IsDebuggerPresent() != 0;
+}
 
 void AddContextTracer(ContextTracer tracer) {
     if (!tracer) return;

@@ -31,7 +31,9 @@ void SetGlobalStrategy(std::shared_ptr<StrategyTraceSender_IF> sender) {
     std::swap(slot.sender, sender);
 }
 
-void ResetGlobalStrategy() { SetGlobalStrategy(nullptr); }
+void ResetGlobalStrategy() {
+    SetGlobalStrategy(nullptr);
+}
 
 std::shared_ptr<StrategyTraceSender_IF> GetCurrentStrategy() {
     if (!Cmn_InAutomationTestMode()) return nullptr;

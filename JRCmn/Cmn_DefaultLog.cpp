@@ -31,7 +31,9 @@ ConsoleWriter& Console() {
 
 namespace NorvikLibInternal {
 
-void SetTraceObserver(TraceObserver observer) { gObserver = observer; }
+void SetTraceObserver(TraceObserver observer) {
+    gObserver = observer;
+}
 
 }  // namespace NorvikLibInternal
 
@@ -52,7 +54,9 @@ Cmn_LogFile& Cmn_DefaultLog::GetLogFile() {
     return mLogFile;
 }
 
-void Cmn_DefaultLog::Flush() { mLogFile.Flush(); }
+void Cmn_DefaultLog::Flush() {
+    mLogFile.Flush();
+}
 
 void Cmn_DefaultLog::Trace(const char* format, va_list arguments, bool noTerminal) {
     DoTrace(Kind::kTrace, format, arguments, noTerminal);
@@ -70,18 +74,21 @@ void Cmn_DefaultLog::TraceWarning(const char* format, va_list arguments, bool no
 void Cmn_DefaultLog::DoTrace(Kind, const char* format, va_list arguments, bool noTerminal) {
     const LastErrorKeeper keeper;
     char line[kLineSize];
-    const int stamp = mTimeStamps.load(std::memory_order_relaxed) ? Cmn_LogFile::AddTimeStamp(line, kLineSize) : 0;
+    const int stamp =
+        mTimeStamps.load(std::memory_order_relaxed) ? Cmn_LogFile::AddTimeStamp(line, kLineSize) : 0;
 
     int length = 0;
     switch (FormatText(line + stamp, kLineSize - 1 - stamp, length, format, arguments)) {
-        case Formatted::kFits: break;
+        case Formatted::kFits:
+            break;
         case Formatted::kCut:
             std::memcpy(line + kKeptOfCutLine, kCutNotice, sizeof kCutNotice);
             length = kKeptOfCutLine + static_cast<int>(sizeof kCutNotice) - 1 - stamp;
             break;
         case Formatted::kInvalid:
             // The place that traced it can still be found by its format.
-            length = _snprintf(line + stamp, kLineSize - 1 - stamp, "(A line cannot be formatted: \"%.1000s\")\n", format);
+            length = _snprintf(line + stamp, kLineSize - 1 - stamp,
+                               "(A line cannot be formatted: \"%.1000s\")\n", format);
             break;
     }
     const std::size_t size = static_cast<std::size_t>(stamp) + static_cast<std::size_t>(length);
@@ -105,7 +112,8 @@ void Cmn_DefaultLog::OpenLogFile() {
     IPC_BenaphoreLocker locker(mFileMutex);
     if (mIsOpened.load(std::memory_order_relaxed)) return;
     mOpeningThread = ::GetCurrentThreadId();
-    mLogFile = Cmn_Logging::GetInstance().CreateLogFile(Cmn_Logging::GetFileNamePart(Cmn_FS::GetApplicationName()));
+    mLogFile =
+        Cmn_Logging::GetInstance().CreateLogFile(Cmn_Logging::GetFileNamePart(Cmn_FS::GetApplicationName()));
     mOpeningThread = 0;
     mIsOpened.store(true, std::memory_order_release);
 }

@@ -22,10 +22,12 @@ bool IsFolder(const char* path) {
 
 bool CreateFolders(const char* path) {
     std::string_view rest(path);
-    while (!rest.empty() && (rest.back() == '\\' || rest.back() == '/')) rest.remove_suffix(1);
+    while (!rest.empty() && (rest.back() == '\\' || rest.back() == '/'))
+        rest.remove_suffix(1);
     const Cmn_String folder(rest);
     if (IsFolder(folder) || ::CreateDirectoryA(folder, nullptr)) return true;
-    if (::GetLastError() == ERROR_ALREADY_EXISTS) return IsFolder(folder);  // another program was faster, or a file
+    if (::GetLastError() == ERROR_ALREADY_EXISTS)
+        return IsFolder(folder);  // another program was faster, or a file
     const size_t parent = rest.find_last_of("\\/");
     if (parent == rest.npos || parent == 0 || rest[parent - 1] == ':') return false;
     if (!CreateFolders(Cmn_String(rest.substr(0, parent)))) return false;
@@ -33,12 +35,14 @@ bool CreateFolders(const char* path) {
 }
 
 bool CreateNewFile(const char* path) {
-    const KernelHandle file(::CreateFileA(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_NEW,
-                                          FILE_ATTRIBUTE_NORMAL, nullptr));
+    const KernelHandle file(::CreateFileA(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                          CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
     return static_cast<bool>(file);
 }
 
-bool RemoveFile(const char* path) { return ::DeleteFileA(path) != 0; }
+bool RemoveFile(const char* path) {
+    return ::DeleteFileA(path) != 0;
+}
 
 bool IsBeingWritten(const char* path) {
     const KernelHandle file(::CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
@@ -48,7 +52,9 @@ bool IsBeingWritten(const char* path) {
 
 uint64_t GetLastWriteTime(const char* path) {
     WIN32_FILE_ATTRIBUTE_DATA data;
-    return ::GetFileAttributesExA(path, GetFileExInfoStandard, &data) ? NorvikLibInternal::ToMilliseconds(data.ftLastWriteTime) : 0;
+    return ::GetFileAttributesExA(path, GetFileExInfoStandard, &data)
+               ? NorvikLibInternal::ToMilliseconds(data.ftLastWriteTime)
+               : 0;
 }
 
 std::vector<Cmn_String> ListFiles(const char* folder, const char* pattern) {

@@ -17,7 +17,7 @@
 
 namespace Cmn_FS {
 
-NORVIK_API bool IsFile(const char* path);    // exists and is not a folder
+NORVIK_API bool IsFile(const char* path);  // exists and is not a folder
 NORVIK_API bool IsFolder(const char* path);
 
 // Creates a folder with all that lead to it. True when it is there afterwards.

@@ -48,7 +48,8 @@ std::shared_ptr<const Cmn_Assert::FailureHook> GetHook() {
 unsigned ReadRegistryLevel() {
     Cmn_Registry key;
     uint32_t level = 0;
-    if (key.Open(HKEY_LOCAL_MACHINE, Cmn_Registry::kLibraryKey, eRegistryAccess_ReadOnly)) key.Read("Test Mode", level);
+    if (key.Open(HKEY_LOCAL_MACHINE, Cmn_Registry::kLibraryKey, eRegistryAccess_ReadOnly))
+        key.Read("Test Mode", level);
     return level;
 }
 
@@ -92,7 +93,8 @@ void Ignore(const FailurePrompt& prompt) {
     Cmn_DefaultLog::GetInstance().Flush();
     std::fflush(nullptr);
     ::TerminateProcess(::GetCurrentProcess(), 0);
-    for (;;) ::Sleep(INFINITE);
+    for (;;)
+        ::Sleep(INFINITE);
 }
 
 bool AskUser(const FailurePrompt& prompt) {
@@ -106,12 +108,15 @@ bool AskUser(const FailurePrompt& prompt) {
 
     constexpr int kStop = 0, kAlways = 2;
     switch (Cmn_QuestionDialog::Ask(question)) {
-        case kStop: StopProcess();
+        case kStop:
+            StopProcess();
         case kAlways:
             Cmn_Trace("The user wants to always ignore this error...\n");
             Ignore(prompt);
             return true;
-        default: Cmn_Trace("The user wants to continue...\n"); return true;
+        default:
+            Cmn_Trace("The user wants to continue...\n");
+            return true;
     }
 }
 
@@ -125,9 +130,13 @@ unsigned GetTestLevel() {
     return level;
 }
 
-void SetFailureDumpToggle(FailureDumpToggle toggle) { gDumpToggle = toggle; }
+void SetFailureDumpToggle(FailureDumpToggle toggle) {
+    gDumpToggle = toggle;
+}
 
-bool IsFailurePromptOpen() { return gOpenPrompts.load() != 0; }
+bool IsFailurePromptOpen() {
+    return gOpenPrompts.load() != 0;
+}
 
 bool AskAboutFailure(const FailurePrompt& prompt) {
     if (const auto hook = GetHook()) {

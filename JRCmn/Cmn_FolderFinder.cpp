@@ -36,9 +36,14 @@ Cmn_String Root() {
 bool Cmn_FolderFinder::FindFolder(Cmn_String& outPath, EFolder folder) {
     outPath = Root();
     switch (folder) {
-        case eFolder_Root: break;
-        case eFolder_Logs: outPath += "Logs\\"; break;
-        case eFolder_AutoSave: outPath += "AutoSave\\"; break;
+        case eFolder_Root:
+            break;
+        case eFolder_Logs:
+            outPath += "Logs\\";
+            break;
+        case eFolder_AutoSave:
+            outPath += "AutoSave\\";
+            break;
     }
     return Cmn_FS::CreateFolders(outPath);
 }

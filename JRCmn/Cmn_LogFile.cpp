@@ -13,8 +13,8 @@ using namespace NorvikLibInternal;
 
 namespace {
 
-constexpr int kTimeStampSize = 25;                  // what a stamp may take, terminator included
-constexpr std::size_t kTogetherSize = 8192;         // stamp and text up to this size go out in one write
+constexpr int kTimeStampSize = 25;           // what a stamp may take, terminator included
+constexpr std::size_t kTogetherSize = 8192;  // stamp and text up to this size go out in one write
 
 }  // namespace
 
@@ -25,7 +25,9 @@ Cmn_LogFile::Cmn_LogFile(const std::string& path, uint64_t maxSize, uint64_t rew
     mStream->open(path, std::ios::binary | std::ios::trunc);
 }
 
-Cmn_LogFile::Cmn_LogFile(Cmn_LogFile&& other) noexcept { Swap(other); }
+Cmn_LogFile::Cmn_LogFile(Cmn_LogFile&& other) noexcept {
+    Swap(other);
+}
 
 Cmn_LogFile& Cmn_LogFile::operator=(Cmn_LogFile&& other) noexcept {
     if (this != &other) Swap(other);
@@ -43,7 +45,7 @@ void Cmn_LogFile::Swap(Cmn_LogFile& other) noexcept {
     std::swap(mPath, other.mPath);
     std::swap(mBytesWritten, other.mBytesWritten);
     std::swap(mStream, other.mStream);
-    std::swap(mTimeStampsEnabled, other.mTimeStampsEnabled);
+    mTimeStampsEnabled = other.mTimeStampsEnabled.exchange(mTimeStampsEnabled);
 }
 
 bool Cmn_LogFile::IsOpen() const {
@@ -51,40 +53,38 @@ bool Cmn_LogFile::IsOpen() const {
     return mStream && mStream->is_open();
 }
 
+// Stamping and copying need no lock; the file has one for the write alone.
 void Cmn_LogFile::Write(const char* text) {
-    IPC_BenaphoreLocker locker(mLock);
-    if (!mStream || !mStream->is_open()) return;
-    RewindIfNeeded();
-    const std::size_t length = std::strlen(text);
-    if (!mTimeStampsEnabled) {
-        WriteConstantLines(text, length);
+    if (!mTimeStampsEnabled.load(std::memory_order_relaxed)) {
+        WriteWithoutTimeStamp(text);
         return;
     }
     char together[kTogetherSize];
     const std::size_t stamp = static_cast<std::size_t>(AddTimeStamp(together, sizeof together));
+    const std::size_t length = std::strlen(text);
     if (stamp + length < sizeof together) {
         std::memcpy(together + stamp, text, length + 1);
-        WriteLines(together, stamp + length);
-    } else {
-        Put(together, stamp);
-        WriteConstantLines(text, length);
+        WriteWithoutTimeStamp(together, stamp + length);
+        return;
     }
+    IPC_BenaphoreLocker locker(mLock);
+    if (!IsReadyToWrite()) return;
+    Put(together, stamp);
+    WriteConstantLines(text, length);
 }
 
-void Cmn_LogFile::WriteWithoutTimeStamp(char* text) { WriteWithoutTimeStamp(text, std::strlen(text)); }
+void Cmn_LogFile::WriteWithoutTimeStamp(char* text) {
+    WriteWithoutTimeStamp(text, std::strlen(text));
+}
 
 void Cmn_LogFile::WriteWithoutTimeStamp(char* text, std::size_t length) {
     IPC_BenaphoreLocker locker(mLock);
-    if (!mStream || !mStream->is_open()) return;
-    RewindIfNeeded();
-    WriteLines(text, length);
+    if (IsReadyToWrite()) WriteLines(text, length);
 }
 
 void Cmn_LogFile::WriteWithoutTimeStamp(const char* text) {
     IPC_BenaphoreLocker locker(mLock);
-    if (!mStream || !mStream->is_open()) return;
-    RewindIfNeeded();
-    WriteConstantLines(text, std::strlen(text));
+    if (IsReadyToWrite()) WriteConstantLines(text, std::strlen(text));
 }
 
 void Cmn_LogFile::Flush() {
@@ -93,8 +93,7 @@ void Cmn_LogFile::Flush() {
 }
 
 bool Cmn_LogFile::EnableTimeStamps(bool enable) {
-    IPC_BenaphoreLocker locker(mLock);
-    return std::exchange(mTimeStampsEnabled, enable);
+    return mTimeStampsEnabled.exchange(enable);
 }
 
 void Cmn_LogFile::ChangeMaxSize(uint64_t maxSize, uint64_t rewindSize) {
@@ -122,13 +121,16 @@ int Cmn_LogFile::AddTimeStamp(char* buffer, int size) {
     return static_cast<int>(end - buffer);
 }
 
-void Cmn_LogFile::RewindIfNeeded() {
-    if (!MustRewind(mBytesWritten, mMaxSize)) return;
+// Whether the file is open; rewinds it when it has passed its maximum.
+bool Cmn_LogFile::IsReadyToWrite() {
+    if (!mStream || !mStream->is_open()) return false;
+    if (!MustRewind(mBytesWritten, mMaxSize)) return true;
     Put(kLogRewindMarker.data(), kLogRewindMarker.size());
     mBytesWritten = RewindOffset(mMaxSize, mRewindSize);
     mStream->clear();
     mStream->seekp(static_cast<std::streamoff>(mBytesWritten));
     Put(kLogTruncatedBanner.data(), kLogTruncatedBanner.size());
+    return true;
 }
 
 // The line feed becomes a carriage return and the byte after it, which may be the terminator, a line feed; both are put
@@ -172,7 +174,8 @@ void Cmn_LogFile::Put(const char* data, std::size_t size) {
     }
     // Straight to the stream's buffer, which has no memory of its own and passes each piece on at once: writing is
     // flushing here.
-    if (mStream->rdbuf()->sputn(data, static_cast<std::streamsize>(size)) != static_cast<std::streamsize>(size)) {
+    if (mStream->rdbuf()->sputn(data, static_cast<std::streamsize>(size)) !=
+        static_cast<std::streamsize>(size)) {
         mStream->setstate(std::ios::badbit);
         return;
     }

@@ -14,6 +14,7 @@
 //            the disk does not take (full) is lost and does not count; the next one is tried again, at the same place.
 // Units:     bytes. Every line is flushed to the system at once, so that a killed program loses none.
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
@@ -43,7 +44,8 @@ public:
     // Writes text as it is, line feeds as carriage return and line feed. The first form does that in place, without a
     // copy: it overwrites bytes of the buffer while it writes and restores them, so nobody may read the buffer then.
     void WriteWithoutTimeStamp(char* text);
-    void WriteWithoutTimeStamp(char* text, std::size_t length);  // whose length is known; terminated all the same
+    void WriteWithoutTimeStamp(char* text,
+                               std::size_t length);  // whose length is known; terminated all the same
     void WriteWithoutTimeStamp(const char* text);
 
     void Flush();
@@ -62,7 +64,7 @@ public:
 
 private:
     void Swap(Cmn_LogFile& other) noexcept;
-    void RewindIfNeeded();
+    bool IsReadyToWrite();
     void WriteLines(char* text, std::size_t length);
     void WriteConstantLines(const char* text, std::size_t length);
     void Put(const char* data, std::size_t size);
@@ -73,5 +75,5 @@ private:
     uint64_t mBytesWritten = 0;  // the writing position, counted from the start of the file
     std::unique_ptr<std::ofstream> mStream;
     mutable IPC_Benaphore mLock;
-    bool mTimeStampsEnabled = false;
+    std::atomic<bool> mTimeStampsEnabled{false};
 };

@@ -26,13 +26,14 @@ constexpr char kSubsystemsSection[] = "Subsystem Logging";
 
 constexpr uint64_t kDefaultMaxFileSizeKB = 1024;
 constexpr uint64_t kSmallestMaxFileSizeKB = 100;
-constexpr uint64_t kLargestFileSizeKB = 1'048'576;  // what a file gets, however large a number the settings hold
+constexpr uint64_t kLargestFileSizeKB =
+    1'048'576;  // what a file gets, however large a number the settings hold
 constexpr uint64_t kDefaultMaxSubRuns = 20;
 constexpr uint64_t kMostSubRuns = 2;
-constexpr unsigned kMostFilesInUse = 99;  // sub-run numbers have two digits
-constexpr int kValueSize = 64;            // characters of a setting that are read
+constexpr unsigned kMostFilesInUse = 99;       // sub-run numbers have two digits
+constexpr int kValueSize = 64;                 // characters of a setting that are read
 constexpr uint64_t kRoomForSettings = 65'536;  // bytes
-constexpr DWORD kFolderLockTimeout = 5'000;  // ms
+constexpr DWORD kFolderLockTimeout = 5'000;    // ms
 
 constexpr char kOnValue[] = "on";
 constexpr char kOffValue[] = "off";
@@ -87,11 +88,17 @@ bool CanBePartOfFileName(const Cmn_String& name) {
     return !name.IsEmpty() && std::ranges::all_of(name.View(), &CanBeInFileName);
 }
 
-bool Exists(const Cmn_String& path) { return ::GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES; }
+bool Exists(const Cmn_String& path) {
+    return ::GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES;
+}
 
-bool MayOverwrite(const Cmn_String& path) { return !Cmn_FS::IsFolder(path) && !Cmn_FS::IsBeingWritten(path); }
+bool MayOverwrite(const Cmn_String& path) {
+    return !Cmn_FS::IsFolder(path) && !Cmn_FS::IsBeingWritten(path);
+}
 
-uint64_t InBytes(uint64_t kilobytes) { return std::min(kilobytes, kLargestFileSizeKB) * 1024; }
+uint64_t InBytes(uint64_t kilobytes) {
+    return std::min(kilobytes, kLargestFileSizeKB) * 1024;
+}
 
 }  // namespace
 
@@ -102,7 +109,9 @@ Cmn_Logging& Cmn_Logging::GetInstance() {
     return instance;
 }
 
-Cmn_Logging::Cmn_Logging() { ReadSettings(); }
+Cmn_Logging::Cmn_Logging() {
+    ReadSettings();
+}
 
 const Cmn_String& Cmn_Logging::GetLogFolderPath() {
     static const Cmn_String& path = *[] {
@@ -120,14 +129,17 @@ const Cmn_String& Cmn_Logging::GetOptionsFilePath() {
 
 void Cmn_Logging::ReadSettings() {
     mRunNumber = GetLogSettingUInt(kFilesSection, kCurrentRunKey, 1);
-    mMaxFileSizeKB =
-        std::max(GetLogSettingUInt(kFilesSection, kMaxFileSizeKey, kDefaultMaxFileSizeKB), kSmallestMaxFileSizeKB);
+    mMaxFileSizeKB = std::max(GetLogSettingUInt(kFilesSection, kMaxFileSizeKey, kDefaultMaxFileSizeKB),
+                              kSmallestMaxFileSizeKB);
     mRewindSizeKB = mMaxFileSizeKB / 2;
     // Two at most, on purpose, whatever the settings say: a run that keeps failing must not fill the disk with logs.
-    mMaxSubRunCount = std::min(GetLogSettingUInt(kFilesSection, kMaxSubRunsKey, kDefaultMaxSubRuns), kMostSubRuns);
+    mMaxSubRunCount =
+        std::min(GetLogSettingUInt(kFilesSection, kMaxSubRunsKey, kDefaultMaxSubRuns), kMostSubRuns);
 }
 
-Cmn_Logging::Cmn_Logging(const Cmn_Logging& other) { *this = other; }
+Cmn_Logging::Cmn_Logging(const Cmn_Logging& other) {
+    *this = other;
+}
 
 Cmn_Logging& Cmn_Logging::operator=(const Cmn_Logging& other) {
     IPC_BenaphoreLocker locker(SettingsLock());
@@ -150,10 +162,11 @@ void Cmn_Logging::StartNewRun(uint64_t defaultMaximumRunNumber, uint64_t default
         const LogFolderLock folderLock;
         isLocked = folderLock.IsHeld();
         if (!Cmn_FS::IsFile(GetOptionsFilePath())) {
-            isWritten = SetLogPreference(kFilesSection, kCurrentRunKey, Cmn_String(0)) &&
-                        SetLogPreference(kFilesSection, kMaximumRunKey, Cmn_String(defaultMaximumRunNumber)) &&
-                        SetLogPreference(kFilesSection, kMaxFileSizeKey, Cmn_String(defaultMaxFileSizeKB)) &&
-                        SetLogPreference(kFilesSection, kMaxSubRunsKey, Cmn_String(kDefaultMaxSubRuns));
+            isWritten =
+                SetLogPreference(kFilesSection, kCurrentRunKey, Cmn_String(0)) &&
+                SetLogPreference(kFilesSection, kMaximumRunKey, Cmn_String(defaultMaximumRunNumber)) &&
+                SetLogPreference(kFilesSection, kMaxFileSizeKey, Cmn_String(defaultMaxFileSizeKB)) &&
+                SetLogPreference(kFilesSection, kMaxSubRunsKey, Cmn_String(kDefaultMaxSubRuns));
         }
         const uint64_t current = GetLogSettingUInt(kFilesSection, kCurrentRunKey, 0);
         const uint64_t maximum =
@@ -181,10 +194,11 @@ void Cmn_Logging::DeleteFilesOfRun(uint64_t number) const {
     }
 }
 
-Cmn_String Cmn_Logging::CandidatePath(const Cmn_String& name, unsigned subRun, const Cmn_String& extension) const {
+Cmn_String Cmn_Logging::CandidatePath(const Cmn_String& name, unsigned subRun,
+                                      const Cmn_String& extension) const {
     Cmn_String path;
-    path.Printf("%sRun #%I64u %s - %02u%s", GetLogFolderPath().c_str(), GetCurrentRunNumber(), name.c_str(), subRun,
-                extension.c_str());
+    path.Printf("%sRun #%I64u %s - %02u%s", GetLogFolderPath().c_str(), GetCurrentRunNumber(), name.c_str(),
+                subRun, extension.c_str());
     return path;
 }
 
@@ -237,8 +251,9 @@ Cmn_LogFile Cmn_Logging::CreateLogFile(const Cmn_String& name) const {
     // Under the lock, because asking whether a file is being written keeps its writer out for that moment, and because
     // a file is nobody's until it is open. A candidate is also taken by creating it: that holds without the lock.
     const LogFolderLock folderLock;
-    const Cmn_String path = FindNewLogFile(name, cLogFileExtension,
-                                           [](const Cmn_String& candidate) { return Cmn_FS::CreateNewFile(candidate); });
+    const Cmn_String path = FindNewLogFile(name, cLogFileExtension, [](const Cmn_String& candidate) {
+        return Cmn_FS::CreateNewFile(candidate);
+    });
     if (path.IsEmpty()) return {};
     return Cmn_LogFile(path.c_str(), InBytes(mMaxFileSizeKB), InBytes(mMaxFileSizeKB) / 2);
 }
@@ -247,7 +262,8 @@ bool Cmn_Logging::IsVerboseSubSystemLoggingEnabled(const char* subsystem) {
     const char* const name = subsystem ? subsystem : "";
     {
         IPC_BenaphoreLocker locker(SettingsLock());
-        if (const auto known = mVerboseSubsystems.find(name); known != mVerboseSubsystems.end()) return known->second;
+        if (const auto known = mVerboseSubsystems.find(name); known != mVerboseSubsystems.end())
+            return known->second;
     }
     // Two threads that ask first at the same time both read the file; one of them traces.
     const Cmn_String value = GetLogPreferenceString(kSubsystemsSection, name, kValueSize);

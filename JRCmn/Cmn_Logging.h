@@ -45,7 +45,8 @@ public:
     // of a file name.
     Cmn_String FindNewLogFile(const Cmn_String& name, const Cmn_String& extension,
                               const std::function<bool(const Cmn_String& path)>& accepts) const;
-    Cmn_String GetNewLogFilePath(const Cmn_String& name, const Cmn_String& extension = cLogFileExtension) const;
+    Cmn_String GetNewLogFilePath(const Cmn_String& name,
+                                 const Cmn_String& extension = cLogFileExtension) const;
 
     // The text with what a file name cannot hold replaced by '_'.
     static Cmn_String GetFileNamePart(const Cmn_String& text);

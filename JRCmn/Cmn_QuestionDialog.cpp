@@ -24,7 +24,8 @@ Slot& GetSlot() {
 // The plain message box has buttons of its own words, so the text says what each of them means.
 int AskWithMessageBox(const Cmn_Question& question) {
     static DynamicFunction<int(WINAPI*)(HWND, LPCSTR, LPCSTR, UINT)> messageBox("user32.dll", "MessageBoxA");
-    if (!messageBox || question.choices.empty() || question.choices.size() > 3) return Cmn_QuestionDialog::kNotAnswered;
+    if (!messageBox || question.choices.empty() || question.choices.size() > 3)
+        return Cmn_QuestionDialog::kNotAnswered;
 
     const struct {
         UINT buttons;
@@ -40,7 +41,8 @@ int AskWithMessageBox(const Cmn_Question& question) {
     for (size_t i = 0; i < question.choices.size(); ++i) {
         text.AppendPrintf("\n%s: %s", form.answers[i].second, question.choices[i].c_str());
     }
-    const int answer = messageBox(nullptr, text, question.title, form.buttons | MB_ICONERROR | MB_SETFOREGROUND);
+    const int answer =
+        messageBox(nullptr, text, question.title, form.buttons | MB_ICONERROR | MB_SETFOREGROUND);
     for (size_t i = 0; i < form.answers.size(); ++i) {
         if (form.answers[i].first == answer) return static_cast<int>(i);
     }
@@ -59,7 +61,8 @@ int Cmn_QuestionDialog::Ask(const Cmn_Question& question) {
 }
 
 void Cmn_QuestionDialog::SetImplementation(Implementation implementation) {
-    auto shared = implementation ? std::make_shared<const Implementation>(std::move(implementation)) : nullptr;
+    auto shared =
+        implementation ? std::make_shared<const Implementation>(std::move(implementation)) : nullptr;
     IPC_BenaphoreLocker locker(GetSlot().lock);
     std::swap(GetSlot().implementation, shared);
 }

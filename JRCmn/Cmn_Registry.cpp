@@ -6,7 +6,9 @@ namespace {
 
 constexpr DWORD kLongestValue = 1 << 20;  // bytes; nothing that the library reads comes near it
 
-HKEY Key(void* key) { return static_cast<HKEY>(key); }
+HKEY Key(void* key) {
+    return static_cast<HKEY>(key);
+}
 
 }  // namespace
 
@@ -29,9 +31,10 @@ bool Cmn_Registry::Open(void* root, const char* path, ERegistryAccess access) {
     HKEY key = nullptr;
     const LONG result =
         access == eRegistryAccess_Create
-            ? GetRegistryCalls().createKey(Key(root), path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr)
-            : GetRegistryCalls().openKey(Key(root), path, 0,
-                                         access == eRegistryAccess_ReadOnly ? KEY_READ : KEY_ALL_ACCESS, &key);
+            ? GetRegistryCalls().createKey(Key(root), path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
+                                           nullptr)
+            : GetRegistryCalls().openKey(
+                  Key(root), path, 0, access == eRegistryAccess_ReadOnly ? KEY_READ : KEY_ALL_ACCESS, &key);
     if (result != ERROR_SUCCESS) return false;
     mKey = key;
     return true;
@@ -46,15 +49,16 @@ void Cmn_Registry::Close() {
 bool Cmn_Registry::Read(const char* name, Cmn_String& outValue) const {
     if (mKey == nullptr) return false;
     DWORD type = 0, size = 0;
-    if (GetRegistryCalls().queryValue(Key(mKey), name, nullptr, &type, nullptr, &size) != ERROR_SUCCESS) return false;
+    if (GetRegistryCalls().queryValue(Key(mKey), name, nullptr, &type, nullptr, &size) != ERROR_SUCCESS)
+        return false;
     if ((type != REG_SZ && type != REG_EXPAND_SZ) || size > kLongestValue) return false;
 
     Cmn_String value;
     value.Reserve(static_cast<int>(size), false);
     char* buffer = value.AsArray(static_cast<int>(size));
     // Asked again with a buffer, the value may have changed in between: a longer one fails, a shorter one is fine.
-    if (GetRegistryCalls().queryValue(Key(mKey), name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &size) !=
-            ERROR_SUCCESS ||
+    if (GetRegistryCalls().queryValue(Key(mKey), name, nullptr, &type, reinterpret_cast<BYTE*>(buffer),
+                                      &size) != ERROR_SUCCESS ||
         (type != REG_SZ && type != REG_EXPAND_SZ)) {
         return false;
     }
@@ -67,8 +71,8 @@ bool Cmn_Registry::Read(const char* name, Cmn_String& outValue) const {
 bool Cmn_Registry::Read(const char* name, uint32_t& outValue) const {
     if (mKey == nullptr) return false;
     DWORD type = 0, value = 0, size = sizeof value;
-    if (GetRegistryCalls().queryValue(Key(mKey), name, nullptr, &type, reinterpret_cast<BYTE*>(&value), &size) !=
-            ERROR_SUCCESS ||
+    if (GetRegistryCalls().queryValue(Key(mKey), name, nullptr, &type, reinterpret_cast<BYTE*>(&value),
+                                      &size) != ERROR_SUCCESS ||
         type != REG_DWORD || size != sizeof value) {
         return false;
     }
@@ -78,7 +82,8 @@ bool Cmn_Registry::Read(const char* name, uint32_t& outValue) const {
 
 bool Cmn_Registry::Write(const char* name, const Cmn_String& value) {
     if (mKey == nullptr) return false;
-    return GetRegistryCalls().setValue(Key(mKey), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
+    return GetRegistryCalls().setValue(Key(mKey), name, 0, REG_SZ,
+                                       reinterpret_cast<const BYTE*>(value.c_str()),
                                        static_cast<DWORD>(value.GetLength()) + 1) == ERROR_SUCCESS;
 }
 

@@ -32,7 +32,8 @@ private:
         const bool isAbsolute = path.starts_with('/') || path.find(':') == 1;
         if (!isAbsolute) return 0;
         for (const std::string_view folder : {"JRCmn", "IPC", "Shared"}) {
-            for (std::size_t at = path.rfind(folder); at != path.npos && at > 0; at = path.rfind(folder, at - 1)) {
+            for (std::size_t at = path.rfind(folder); at != path.npos && at > 0;
+                 at = path.rfind(folder, at - 1)) {
                 const auto isSlash = [](char c) { return c == '/' || c == '\\'; };
                 const std::size_t end = at + folder.size();
                 if (isSlash(path[at - 1]) && end < path.size() && isSlash(path[end])) return at;

@@ -220,16 +220,24 @@ public:
     }
     // Written out beside <=>: std::less<> and its kin look for these by name and would otherwise compare the pointers that
     // both sides convert to.
-    friend bool operator<(const Cmn_BasicString& a, const Cmn_BasicString& b) { return a.Compare(b, true) < 0; }
+    friend bool operator<(const Cmn_BasicString& a, const Cmn_BasicString& b) {
+        return a.Compare(b, true) < 0;
+    }
     friend bool operator<(const Cmn_BasicString& a, const char* b) { return a.Compare(b, true) < 0; }
     friend bool operator<(const char* a, const Cmn_BasicString& b) { return b.Compare(a, true) > 0; }
-    friend bool operator>(const Cmn_BasicString& a, const Cmn_BasicString& b) { return a.Compare(b, true) > 0; }
+    friend bool operator>(const Cmn_BasicString& a, const Cmn_BasicString& b) {
+        return a.Compare(b, true) > 0;
+    }
     friend bool operator>(const Cmn_BasicString& a, const char* b) { return a.Compare(b, true) > 0; }
     friend bool operator>(const char* a, const Cmn_BasicString& b) { return b.Compare(a, true) < 0; }
-    friend bool operator<=(const Cmn_BasicString& a, const Cmn_BasicString& b) { return a.Compare(b, true) <= 0; }
+    friend bool operator<=(const Cmn_BasicString& a, const Cmn_BasicString& b) {
+        return a.Compare(b, true) <= 0;
+    }
     friend bool operator<=(const Cmn_BasicString& a, const char* b) { return a.Compare(b, true) <= 0; }
     friend bool operator<=(const char* a, const Cmn_BasicString& b) { return b.Compare(a, true) >= 0; }
-    friend bool operator>=(const Cmn_BasicString& a, const Cmn_BasicString& b) { return a.Compare(b, true) >= 0; }
+    friend bool operator>=(const Cmn_BasicString& a, const Cmn_BasicString& b) {
+        return a.Compare(b, true) >= 0;
+    }
     friend bool operator>=(const Cmn_BasicString& a, const char* b) { return a.Compare(b, true) >= 0; }
     friend bool operator>=(const char* a, const Cmn_BasicString& b) { return b.Compare(a, true) <= 0; }
 
@@ -384,11 +392,11 @@ NORVIK_API Cmn_String operator+(const Cmn_String& inFirst, const char* inSecond)
 NORVIK_API Cmn_String operator+(const char* inFirst, const Cmn_String& inSecond);
 // Would be arithmetic with the character pointer: name + 5 is name + Cmn_String(5) or name.c_str() + 5.
 template <typename T>
-    requires(std::is_integral_v<T> || std::is_enum_v<T>)
-Cmn_String operator+(const Cmn_String& inFirst, T inSecond) = delete;
+requires(std::is_integral_v<T> || std::is_enum_v<T>) Cmn_String operator+(const Cmn_String& inFirst,
+                                                                          T inSecond) = delete;
 template <typename T>
-    requires(std::is_integral_v<T> || std::is_enum_v<T>)
-Cmn_String operator+(T inFirst, const Cmn_String& inSecond) = delete;
+requires(std::is_integral_v<T> || std::is_enum_v<T>) Cmn_String operator+(
+    T inFirst, const Cmn_String& inSecond) = delete;
 
 NORVIK_API std::ostream& operator<<(std::ostream& ioStream, const Cmn_String& inText);
 

@@ -3,12 +3,15 @@
 #include "JRCmn/Internal/Cmn_Clock.h"
 #include "JRCmn/Internal/Cmn_FileTime.h"
 
-uint64_t Cmn_Time::GetInMilliseconds() { return NorvikLibInternal::ClockMilliseconds(); }
+uint64_t Cmn_Time::GetInMilliseconds() {
+    return NorvikLibInternal::ClockMilliseconds();
+}
 
 Cmn_String Cmn_Time::ToString(const char* dateFormat, const char* timeFormat, const char* separator) const {
     const FILETIME fileTime = NorvikLibInternal::ToFileTime(mMilliseconds);
     SYSTEMTIME utc, local;
-    if (!::FileTimeToSystemTime(&fileTime, &utc) || !::SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local)) return {};
+    if (!::FileTimeToSystemTime(&fileTime, &utc) || !::SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local))
+        return {};
 
     // Reports of all machines read alike, whatever language the machine speaks.
     const LCID english = MAKELCID(MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US), SORT_DEFAULT);

@@ -42,14 +42,16 @@ struct Message {
     Message(const char* format, va_list arguments) {
         switch (FormatText(text, kMessageLimit, length, format, arguments)) {
             case Formatted::kFits:
-                while (length > 0 && text[length - 1] == '\n') text[--length] = 0;
+                while (length > 0 && text[length - 1] == '\n')
+                    text[--length] = 0;
                 break;
             case Formatted::kCut:
                 std::memcpy(text + kKeptOfCutMessage, kCutNotice, sizeof kCutNotice);
                 length = kKeptOfCutMessage + static_cast<int>(sizeof kCutNotice) - 1;
                 break;
             case Formatted::kInvalid:
-                length = _snprintf(text, kMessageLimit, "(a message that cannot be formatted: \"%.1000s\")", format);
+                length = _snprintf(text, kMessageLimit, "(a message that cannot be formatted: \"%.1000s\")",
+                                   format);
                 break;
         }
     }
@@ -75,7 +77,8 @@ void Report(const char* word, bool noTerminal, const Message& message) {
     if (const auto sender = Cmn_AutoTestTrace::GetCurrentStrategy()) {
         IsInSender().Set(1);
         Cmn_String text;
-        text.Printf("%s | %s|%s", word, time.c_str(), message.text);  // no blank before the message, on purpose
+        text.Printf("%s | %s|%s", word, time.c_str(),
+                    message.text);  // no blank before the message, on purpose
         try {
             sender->Send(text);
         } catch (...) {
@@ -108,13 +111,17 @@ namespace NorvikLibInternal {
 void TraceOccurrences(const RateDecision& decision) {
     if (!decision.TellsCount()) return;
     if (decision.IsLastOfTheFirst()) {
-        Cmn_Trace("The following issue occurred %u times. We stop reporting every occurrence...\n", decision.count);
+        Cmn_Trace("The following issue occurred %u times. We stop reporting every occurrence...\n",
+                  decision.count);
     } else {
-        Cmn_Trace("The following issue occurred %u times (We are not reporting every occurrence).\n", decision.count);
+        Cmn_Trace("The following issue occurred %u times (We are not reporting every occurrence).\n",
+                  decision.count);
     }
 }
 
-Cmn_String GetReportTime() { return Cmn_Time::Now().ToString("MMM d yyyy", "H:mm:ss", " @ "); }
+Cmn_String GetReportTime() {
+    return Cmn_Time::Now().ToString("MMM d yyyy", "H:mm:ss", " @ ");
+}
 
 }  // namespace NorvikLibInternal
 

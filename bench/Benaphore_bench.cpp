@@ -12,10 +12,13 @@ namespace {
 
 // About a hundred nanoseconds that the compiler cannot leave out.
 void Work() {
-    for (int i = 0; i < 25; ++i) benchmark::DoNotOptimize(i);
-    for (int i = 0; i < 60; ++i) benchmark::ClobberMemory();
+    for (int i = 0; i < 25; ++i)
+        benchmark::DoNotOptimize(i);
+    for (int i = 0; i < 60; ++i)
+        benchmark::ClobberMemory();
     volatile int sink = 0;
-    for (int i = 0; i < 40; ++i) sink = sink + i;
+    for (int i = 0; i < 40; ++i)
+        sink = sink + i;
 }
 
 IPC_Benaphore& Shared() {
@@ -41,8 +44,8 @@ void Uncontended(benchmark::State& state) {
     }
 }
 
-const Subject kAgainstAtomics("benaphore, uncontended pair", Run::kFree, "a bare atomic pair", 1.3, &Uncontended,
-                              [](benchmark::State& state) {
+const Subject kAgainstAtomics("benaphore, uncontended pair", Run::kFree, "a bare atomic pair", 1.3,
+                              &Uncontended, [](benchmark::State& state) {
                                   std::atomic<int> word{0};
                                   for (auto _ : state) {
                                       benchmark::DoNotOptimize(word.fetch_add(1));
@@ -51,8 +54,8 @@ const Subject kAgainstAtomics("benaphore, uncontended pair", Run::kFree, "a bare
                                   }
                               });
 
-const Subject kAgainstMutex("benaphore, uncontended pair (mutex)", Run::kFree, "std::mutex", 1.0, &Uncontended,
-                            [](benchmark::State& state) {
+const Subject kAgainstMutex("benaphore, uncontended pair (mutex)", Run::kFree, "std::mutex", 1.0,
+                            &Uncontended, [](benchmark::State& state) {
                                 std::mutex lock;
                                 for (auto _ : state) {
                                     lock.lock();
@@ -79,8 +82,9 @@ void ContendedSection(benchmark::State& state) {
     }
 }
 
-const Subject kTwo("benaphore, 2 threads contending", Run::kFree, "CRITICAL_SECTION", 1.0, &Contended, &ContendedSection, 2);
-const Subject kFour("benaphore, 4 threads contending", Run::kFree, "CRITICAL_SECTION", 1.0, &Contended, &ContendedSection,
-                    4);
+const Subject kTwo("benaphore, 2 threads contending", Run::kFree, "CRITICAL_SECTION", 1.0, &Contended,
+                   &ContendedSection, 2);
+const Subject kFour("benaphore, 4 threads contending", Run::kFree, "CRITICAL_SECTION", 1.0, &Contended,
+                    &ContendedSection, 4);
 
 }  // namespace

@@ -27,6 +27,6 @@ class Subject {
 public:
     using Function = std::function<void(benchmark::State&)>;
 
-    Subject(const std::string& name, Run run, const std::string& peer, double limit, Function ours, Function peers,
-            int threads = 1);
+    Subject(const std::string& name, Run run, const std::string& peer, double limit, Function ours,
+            Function peers, int threads = 1);
 };

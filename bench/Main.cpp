@@ -35,8 +35,9 @@ public:
     void ReportRuns(const std::vector<::benchmark::BenchmarkReporter::Run>& runs) override {
         for (const auto& run : runs) {
             if (run.run_type != ::benchmark::BenchmarkReporter::Run::RT_Iteration) continue;
-            if (run.error_occurred) std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(),
-                                                 run.error_message.c_str());
+            if (run.error_occurred)
+                std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(),
+                             run.error_message.c_str());
             auto& rounds = mTimes[run.run_name.function_name];
             if (rounds.empty()) rounds.resize(kRounds);
             rounds[static_cast<size_t>(run.repetition_index)] = run.GetAdjustedRealTime();
@@ -56,9 +57,12 @@ double Median(std::vector<double> values) {
 
 std::string Time(double nanoseconds) {
     char text[32];
-    if (nanoseconds < 1e3) std::snprintf(text, sizeof text, "%.2f ns", nanoseconds);
-    else if (nanoseconds < 1e6) std::snprintf(text, sizeof text, "%.2f us", nanoseconds / 1e3);
-    else std::snprintf(text, sizeof text, "%.2f ms", nanoseconds / 1e6);
+    if (nanoseconds < 1e3)
+        std::snprintf(text, sizeof text, "%.2f ns", nanoseconds);
+    else if (nanoseconds < 1e6)
+        std::snprintf(text, sizeof text, "%.2f us", nanoseconds / 1e3);
+    else
+        std::snprintf(text, sizeof text, "%.2f ms", nanoseconds / 1e6);
     return text;
 }
 
@@ -84,12 +88,14 @@ int main(int count, char** arguments) {
     }
     const Run wanted = std::string(arguments[1]) == "free" ? Run::kFree : Run::kPinned;
     std::erase_if(Entries(), [&](const Entry& entry) { return entry.run != wanted; });
+    if (Entries().empty()) return 0;
 
     const std::string filter = std::string("--benchmark_filter=") + (count > 2 ? arguments[2] : ".");
     const std::string order = "--benchmark_enable_random_interleaving=true";
     std::vector<std::string> options = {arguments[0], filter, order};
     std::vector<char*> pointers;
-    for (std::string& option : options) pointers.push_back(option.data());
+    for (std::string& option : options)
+        pointers.push_back(option.data());
     int pointerCount = static_cast<int>(pointers.size());
     benchmark::Initialize(&pointerCount, pointers.data());
 
@@ -107,7 +113,8 @@ int main(int count, char** arguments) {
         const auto& peers = collector.Times(entry.name + " [peer]");
         if (ours.empty() || peers.empty()) continue;
         std::vector<double> ratios;
-        for (size_t i = 0; i < ours.size(); ++i) ratios.push_back(ours[i] / peers[i]);
+        for (size_t i = 0; i < ours.size(); ++i)
+            ratios.push_back(ours[i] / peers[i]);
         const double ratio = Median(ratios);
         const bool isMissed = entry.limit != 0 && ratio > entry.limit;
         missed += isMissed;

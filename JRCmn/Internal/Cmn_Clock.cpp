@@ -71,6 +71,8 @@ uint64_t ClockMillisecondsCoarse() {
     return origin.wall + (::GetTickCount64() - origin.tick);
 }
 
-void OverrideClock(uint64_t (*now)()) { gOverride.store(now, std::memory_order_release); }
+void OverrideClock(uint64_t (*now)()) {
+    gOverride.store(now, std::memory_order_release);
+}
 
 }  // namespace NorvikLibInternal

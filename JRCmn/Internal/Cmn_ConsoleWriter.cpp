@@ -7,14 +7,18 @@ namespace {
 
 constexpr uint64_t kTryAgainAfter = 1'000;  // ms
 
-HANDLE StandardOutput() { return ::GetStdHandle(STD_OUTPUT_HANDLE); }
+HANDLE StandardOutput() {
+    return ::GetStdHandle(STD_OUTPUT_HANDLE);
+}
 
 bool WriteToConsole(HANDLE console, const char* text, std::size_t size) {
     DWORD written = 0;
     return ::WriteConsoleA(console, text, static_cast<DWORD>(size), &written, nullptr) != 0;
 }
 
-bool IsEmpty(HANDLE handle) { return handle == nullptr || handle == INVALID_HANDLE_VALUE; }
+bool IsEmpty(HANDLE handle) {
+    return handle == nullptr || handle == INVALID_HANDLE_VALUE;
+}
 
 }  // namespace
 

@@ -10,8 +10,8 @@
 namespace NorvikLibInternal {
 
 struct FailurePrompt {
-    const char* expression;    // or the message of an unconditional failure
-    bool hasExpression;        // "failed in" instead of "in"
+    const char* expression;  // or the message of an unconditional failure
+    bool hasExpression;      // "failed in" instead of "in"
     const char* file;
     int line;
     const char* continueWord;  // "Continue", "Throw"

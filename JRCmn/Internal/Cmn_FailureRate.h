@@ -39,7 +39,8 @@ public:
     }
 
 private:
-    static constexpr uint64_t kSilenceEnds = 900'000;  // a place that comes back after a quarter of an hour is news
+    static constexpr uint64_t kSilenceEnds =
+        900'000;  // a place that comes back after a quarter of an hour is news
     static constexpr uint64_t kAtMostEvery = 1'000;
     static constexpr uint32_t kOften = 500;
 

@@ -56,7 +56,8 @@ struct MessageLocationView {
     std::string_view message;
 };
 struct MessageLocation {
-    explicit MessageLocation(const MessageLocationView& view) : location(view.location), message(view.message) {}
+    explicit MessageLocation(const MessageLocationView& view)
+        : location(view.location), message(view.message) {}
 
     SourceLocation location;
     std::string message;
@@ -66,8 +67,14 @@ struct MessageLocation {
 inline bool operator<(const MessageLocationView& a, const MessageLocationView& b) {
     return a.location != b.location ? a.location < b.location : a.message < b.message;
 }
-inline bool operator<(const MessageLocation& a, const MessageLocation& b) { return a.View() < b.View(); }
-inline bool operator<(const MessageLocation& a, const MessageLocationView& b) { return a.View() < b; }
-inline bool operator<(const MessageLocationView& a, const MessageLocation& b) { return a < b.View(); }
+inline bool operator<(const MessageLocation& a, const MessageLocation& b) {
+    return a.View() < b.View();
+}
+inline bool operator<(const MessageLocation& a, const MessageLocationView& b) {
+    return a.View() < b;
+}
+inline bool operator<(const MessageLocationView& a, const MessageLocation& b) {
+    return a < b.View();
+}
 
 }  // namespace NorvikLibInternal

@@ -19,7 +19,9 @@ inline unsigned ProcessorCount() {
     return count;
 }
 
-inline void PauseProcessor() { __builtin_ia32_pause(); }
+inline void PauseProcessor() {
+    __builtin_ia32_pause();
+}
 
 // Lets another thread run that is ready on this processor.
 inline void YieldProcessorSlice() {
@@ -34,8 +36,8 @@ inline void YieldProcessorSlice() {
 inline bool OtherThreadsAreGone() {
 #if defined(_WIN32)
     using Function = BOOLEAN(NTAPI*)();
-    static const Function isShuttingDown = reinterpret_cast<Function>(
-        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleA("ntdll.dll"), "RtlDllShutdownInProgress")));
+    static const Function isShuttingDown = reinterpret_cast<Function>(reinterpret_cast<void*>(
+        ::GetProcAddress(::GetModuleHandleA("ntdll.dll"), "RtlDllShutdownInProgress")));
     return isShuttingDown && isShuttingDown();
 #else
     return false;

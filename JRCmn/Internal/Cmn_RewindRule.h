@@ -24,7 +24,9 @@ inline constexpr std::string_view kLogTruncatedBanner =
 static_assert(kLogRewindMarker.size() == 26 && kLogTruncatedBanner.size() == 84);
 
 // A file may pass its maximum by the line that reaches it; the next line rewinds.
-constexpr bool MustRewind(uint64_t written, uint64_t maximum) { return written > maximum; }
+constexpr bool MustRewind(uint64_t written, uint64_t maximum) {
+    return written > maximum;
+}
 
 constexpr uint64_t RewindOffset(uint64_t maximum, uint64_t rewindSize) {
     return rewindSize < maximum ? maximum - rewindSize : 0;

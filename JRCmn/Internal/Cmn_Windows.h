@@ -10,6 +10,6 @@
 #endif
 
 // clang-format off: the order is Winsock's.
-#include <winsock2.h>
 #include <windows.h>
+#include <winsock2.h>
 // clang-format on

@@ -17,7 +17,8 @@ TEST(IPC_Benaphore, UnlockHandsOneReleaseToAWaiterAndLeavesBothWordsAtZero) {
         entered = true;
         lock.Unlock();
     });
-    while (lock.GetHoldersAndWaiters() != 2) std::this_thread::yield();
+    while (lock.GetHoldersAndWaiters() != 2)
+        std::this_thread::yield();
     EXPECT_FALSE(entered);
     lock.Unlock();
     waiter.join();
@@ -38,7 +39,8 @@ TEST(IPC_Benaphore, ExcludesManyThreadsFromEachOther) {
             }
         });
     }
-    for (std::thread& thread : threads) thread.join();
+    for (std::thread& thread : threads)
+        thread.join();
     EXPECT_EQ(counter, 800'000);
     EXPECT_EQ(lock.GetHoldersAndWaiters(), 0);
     EXPECT_EQ(lock.GetPendingReleases(), 0);

@@ -34,8 +34,10 @@ void EnablePrompts() {
 TEST(Checks, FailuresNameExpressionFileAndLine) {
     int evaluated = 0;
     CMN_ASSERT(++evaluated == 1);
-    if (CMN_VERIFY(++evaluated == 2) && CMN_CHECK(++evaluated == 3)) CMN_ASSERT(true);
-    else CMN_FAILURE("the macros work inside if and else");
+    if (CMN_VERIFY(++evaluated == 2) && CMN_CHECK(++evaluated == 3))
+        CMN_ASSERT(true);
+    else
+        CMN_FAILURE("the macros work inside if and else");
     EXPECT_TRUE(TakeTraces().empty());
     EXPECT_FALSE(CMN_VERIFY_AT(63, ++evaluated == 7));
     EXPECT_EQ(evaluated, 4);
@@ -45,7 +47,8 @@ TEST(Checks, FailuresNameExpressionFileAndLine) {
     EXPECT_TRUE(AnyContains(lines, " '++evaluated == 7' failed in tests\\JRCmn\\Cmn_Assert_test.cpp(63).\n"));
     EXPECT_TRUE(lines[0].starts_with("REPORT >>> Failed Verify! "));
     EXPECT_TRUE(AnyContains(lines, " no answer in tests\\JRCmn\\Cmn_Assert_test.cpp(64).\n"));
-    EXPECT_THAT(lines.back(), HasSubstr(", 'evaluated == 8' check failed in tests\\JRCmn\\Cmn_Assert_test.cpp(65).\n"));
+    EXPECT_THAT(lines.back(),
+                HasSubstr(", 'evaluated == 8' check failed in tests\\JRCmn\\Cmn_Assert_test.cpp(65).\n"));
     EXPECT_FALSE(lines.back().starts_with("REPORT"));
 }
 
@@ -65,7 +68,8 @@ TEST(Checks, AFailedAssertThrowsEvenWhenItsReportIsSuppressed) {
 TEST(Checks, TheStackOfAReportBeginsWithTheFunctionThatFailed) {
     CMN_VERIFY(false);
     const std::vector<std::string> lines = TakeTraces();
-    const auto firstFrame = std::ranges::find_if(lines, [](auto& line) { return line.find("#00") != line.npos; });
+    const auto firstFrame =
+        std::ranges::find_if(lines, [](auto& line) { return line.find("#00") != line.npos; });
     ASSERT_NE(firstFrame, lines.end());
     EXPECT_THAT(*firstFrame, HasSubstr("TheStackOfAReportBeginsWithTheFunctionThatFailed"));
     EXPECT_THAT(*firstFrame, HasSubstr("Cmn_Assert_test.cpp"));
@@ -134,9 +138,11 @@ TEST(Checks, AHookIsCalledInsteadOfThePromptAndMayThrow) {
         throw 42;
     });
     // The nesting is restored each time, or the later ones would be silent.
-    for (int line = 1; line <= 4; ++line) EXPECT_THROW(Cmn_Assert::FailedVerify("e", "f.cpp", line), int);
+    for (int line = 1; line <= 4; ++line)
+        EXPECT_THROW(Cmn_Assert::FailedVerify("e", "f.cpp", line), int);
     EXPECT_THROW(Cmn_Assert::Failure("m", "f.cpp", 5), int);
-    EXPECT_THROW(Cmn_Assert::FailedAssert("a", "f.cpp", 6), Cmn_AssertionFailure);  // an assertion's own, always
+    EXPECT_THROW(Cmn_Assert::FailedAssert("a", "f.cpp", 6),
+                 Cmn_AssertionFailure);  // an assertion's own, always
     EXPECT_FALSE(Cmn_Assert::IsFailing());
     Cmn_Assert::SetFailureHook(nullptr);
     EXPECT_THROW(Cmn_Assert::FailedAssert("a", "f.cpp", 7), Cmn_AssertionFailure);
@@ -215,8 +221,10 @@ TEST(PromptDeathTest, StopEndsTheProcessAtOnceWithCodeZero) {
         titles.push_back(question.title.c_str());
         if (titles.size() == 1) return 0;
         // The second question comes last, so what happened so far is judged here: any mistake hangs in the check below.
-        const bool right = question.title == "Crash Dump?" && question.choices.size() == 3 &&
-                           question.text == "norvik_tests will stop now at your request.\n\nWhat type of crash dump do you want?";
+        const bool right =
+            question.title == "Crash Dump?" && question.choices.size() == 3 &&
+            question.text ==
+                "norvik_tests will stop now at your request.\n\nWhat type of crash dump do you want?";
         if (!right) ::TerminateProcess(::GetCurrentProcess(), 3);
         return 2;
     });
@@ -234,10 +242,13 @@ TEST(Checks, EightThreadsFailingAtTheSamePlaceReportItOnce) {
             }
         });
     }
-    for (std::thread& thread : threads) thread.join();
+    for (std::thread& thread : threads)
+        thread.join();
     const std::vector<std::string> lines = TakeTraces();
-    EXPECT_EQ(std::ranges::count_if(lines, [](auto& l) { return l.find("'shared' check failed") != l.npos; }), 50);
-    EXPECT_EQ(std::ranges::count_if(lines, [](auto& l) { return l.find("'own' check failed") != l.npos; }), 50 * 8);
+    EXPECT_EQ(std::ranges::count_if(lines, [](auto& l) { return l.find("'shared' check failed") != l.npos; }),
+              50);
+    EXPECT_EQ(std::ranges::count_if(lines, [](auto& l) { return l.find("'own' check failed") != l.npos; }),
+              50 * 8);
 }
 
 }  // namespace

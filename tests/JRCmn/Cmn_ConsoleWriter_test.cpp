@@ -26,7 +26,9 @@ const ConsoleCalls kCalls = {[] {
                                  return true;
                              }};
 
-HANDLE Number(intptr_t number) { return reinterpret_cast<HANDLE>(number); }
+HANDLE Number(intptr_t number) {
+    return reinterpret_cast<HANDLE>(number);
+}
 
 TEST(ConsoleWriter, FollowsStandardOutputAndTriesWhatIsNoConsoleOnlyOnce) {
     ConsoleWriter writer{kCalls};
@@ -34,11 +36,13 @@ TEST(ConsoleWriter, FollowsStandardOutputAndTriesWhatIsNoConsoleOnlyOnce) {
         gCurrent = current;
         gWorking = working;
         gFetches = gWrites = 0;
-        for (int i = 0; i < 3; ++i) writer.Write(text, 1);
+        for (int i = 0; i < 3; ++i)
+            writer.Write(text, 1);
         return std::pair(gFetches, gWrites);
     };
-    EXPECT_EQ(write("a", Number(8), Number(8)), std::pair(1, 3));    // fetched once and kept
-    EXPECT_EQ(write("b", Number(12), Number(12)), std::pair(1, 4));  // the line that failed is written once more
+    EXPECT_EQ(write("a", Number(8), Number(8)), std::pair(1, 3));  // fetched once and kept
+    EXPECT_EQ(write("b", Number(12), Number(12)),
+              std::pair(1, 4));  // the line that failed is written once more
     // No console: one line is tried with the old handle and with the new one, then none until the fetch answers another.
     EXPECT_EQ(write("x", Number(16), nullptr), std::pair(3, 2));
     EXPECT_EQ(write("c", Number(20), Number(20)), std::pair(1, 3));

@@ -14,14 +14,17 @@
 
 namespace {
 
-std::string LogText() { return ReadWholeFile(Cmn_DefaultLog::GetInstance().GetLogFile().GetFilePath()); }
+std::string LogText() {
+    return ReadWholeFile(Cmn_DefaultLog::GetInstance().GetLogFile().GetFilePath());
+}
 
 // The platform tells a debugger by an exception, which a handler in the process sees, too.
 std::vector<std::string> gDebuggerOutput;
 LONG CALLBACK CatchDebuggerOutput(EXCEPTION_POINTERS* pointers) {
     constexpr DWORD kPrintException = 0x40010006;
     if (pointers->ExceptionRecord->ExceptionCode != kPrintException) return EXCEPTION_CONTINUE_SEARCH;
-    gDebuggerOutput.push_back(reinterpret_cast<const char*>(pointers->ExceptionRecord->ExceptionInformation[1]));
+    gDebuggerOutput.push_back(
+        reinterpret_cast<const char*>(pointers->ExceptionRecord->ExceptionInformation[1]));
     return EXCEPTION_CONTINUE_EXECUTION;
 }
 
@@ -43,7 +46,8 @@ TEST(Cmn_DefaultLog, SwitchesDecideWhatIsStampedAndWhereItGoes) {
     EXPECT_TRUE(log.IsSyslogEnabled());
     const std::string stamp = "1763139631.007 ";
     EXPECT_EQ(LogText(), stamp + "first\r\nsecond 2\r\nbare\r\n" + stamp + "file only\r\n");
-    EXPECT_THAT(gDebuggerOutput, testing::ElementsAre(stamp + "first\nsecond 2\n", "bare\n", stamp + "terminal only\n"));
+    EXPECT_THAT(gDebuggerOutput,
+                testing::ElementsAre(stamp + "first\nsecond 2\n", "bare\n", stamp + "terminal only\n"));
     EXPECT_EQ(log.GetLogFile().GetFilePath(),
               std::string(Cmn_Logging::GetLogFolderPath()) + "Run #1 norvik_tests - 01.log");
 }
@@ -55,9 +59,10 @@ TEST(Cmn_DefaultLog, ALineBeyondItsLimitIsCutWithANotice) {
     for (const size_t total : {15u, 1'023u, 1'024u, 8'190u, 8'191u, 8'192u, 1'000'000u}) {
         const std::string text(total - stamp.size(), 't');
         Cmn_Trace("%s", text.c_str());
-        expected += total <= 8'191 ? stamp + text
-                                   : (stamp + text).substr(0, 8'126) +
-                                         "...\r\n(The previous line was truncated because it was too long!)\r\n";
+        expected += total <= 8'191
+                        ? stamp + text
+                        : (stamp + text).substr(0, 8'126) +
+                              "...\r\n(The previous line was truncated because it was too long!)\r\n";
     }
     Cmn_Trace("tone %ls\n", L"\x4e2d");
     expected += stamp + "(A line cannot be formatted: \"tone %ls\r\n\")\r\n";
@@ -68,7 +73,8 @@ TEST(Cmn_DefaultLog, AConstructionBesideTheInstanceIsReported) {
     const Cmn_DefaultLog second;
     const std::vector<std::string> reports = TakeReports();
     ASSERT_EQ(reports.size(), 1u);
-    EXPECT_TRUE(reports[0].ends_with("'Double construction of Cmn_DefaultLog!' failed in JRCmn\\Cmn_DefaultLog.cpp(58).\n"));
+    EXPECT_TRUE(reports[0].ends_with(
+        "'Double construction of Cmn_DefaultLog!' failed in JRCmn\\Cmn_DefaultLog.cpp(58).\n"));
 }
 
 TEST(Cmn_DefaultLog, AnotherFileMayTakeTheLines) {

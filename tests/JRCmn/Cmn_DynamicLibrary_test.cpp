@@ -2,27 +2,23 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "tests/support/TempFolder.h"
 
 using NorvikLibInternal::DynamicFunction;
 
-TEST(Cmn_DynamicLibrary, PlatformLibraryIsNotTakenFromTheCurrentFolder) {
-    char runtime[MAX_PATH], before[MAX_PATH];
-    ::GetModuleFileNameA(::GetModuleHandleA("libgcc_s_seh-1.dll"), runtime, sizeof runtime);
-    ::GetCurrentDirectoryA(sizeof before, before);
+TEST(Cmn_DynamicLibrary, FunctionsAreThoseOfThePlatformAndNotOfTheCurrentFolder) {
+    DynamicFunction<void (*)()> missing("kernel32.dll", "NoSuchFunction"),
+        planted("planted.dll", "_Unwind_Resume");
     const TempFolder folder;
-    WriteWholeFile(folder.Path("norvikplanted.dll"), ReadWholeFile(runtime));
-    ::SetCurrentDirectoryA(folder.Path().c_str());
-    DynamicFunction<void (*)()> planted("norvikplanted.dll", "_Unwind_Resume");
+    char runtime[MAX_PATH];
+    ::GetModuleFileNameA(::GetModuleHandleA("libgcc_s_seh-1.dll"), runtime, sizeof runtime);
+    std::filesystem::copy_file(runtime, folder.Path("planted.dll"));
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.Path());
     ::SetLastError(4711);
-    EXPECT_FALSE(planted);
+    EXPECT_TRUE(!planted && !missing);
     EXPECT_EQ(::GetLastError(), 4711u);
-    ::SetCurrentDirectoryA(before);
-}
-
-TEST(Cmn_DynamicLibrary, FunctionIsBoundWhenItIsFirstCalled) {
-    DynamicFunction<decltype(&::GetCurrentProcessId)> found("kernel32.dll", "GetCurrentProcessId");
-    DynamicFunction<decltype(&::GetCurrentProcessId)> missing("kernel32.dll", "GetCurrentProcessIdOrNot");
-    EXPECT_EQ(found(), ::GetCurrentProcessId());
-    EXPECT_FALSE(missing);
+    std::filesystem::current_path(before);
 }

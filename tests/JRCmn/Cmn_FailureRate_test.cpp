@@ -23,17 +23,20 @@ TEST(FailureRate, LaterOccurrencesAreReportedByTimeAndNumber) {
     };
     for (const auto& c : cases) {
         OccurrenceRecord record;
-        for (int i = 0; i < c.quickly; ++i) record.Occur(0);
+        for (int i = 0; i < c.quickly; ++i)
+            record.Occur(0);
         EXPECT_EQ(record.Occur(c.atTime).report, c.report) << c.situation;
     }
 }
 
 TEST(FailureRate, AboveFiveHundredTheStepIsAFifthOfTheCount) {
     OccurrenceRecord record;
-    for (int i = 0; i < 999; ++i) record.Occur(0);
+    for (int i = 0; i < 999; ++i)
+        record.Occur(0);
     ASSERT_TRUE(record.Occur(1'000).report);  // number 1,000
     // Due at the first count n with n >= 1,000 + n / 5, rounded down: 1,249.
-    for (int number = 1'001; number < 1'249; ++number) EXPECT_FALSE(record.Occur(5'000).report) << number;
+    for (int number = 1'001; number < 1'249; ++number)
+        EXPECT_FALSE(record.Occur(5'000).report) << number;
     EXPECT_TRUE(record.Occur(5'000).report);
 }
 

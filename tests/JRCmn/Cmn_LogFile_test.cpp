@@ -22,20 +22,25 @@ const std::string kBanner =
 TEST(Cmn_LogFile, LineFeedsBecomeLineEndsInPlaceAndTheBufferIsRestored) {
     const TempFolder folder;
     constexpr size_t kPage = 4096;
-    char* const pages = static_cast<char*>(::VirtualAlloc(nullptr, 2 * kPage, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
+    char* const pages =
+        static_cast<char*>(::VirtualAlloc(nullptr, 2 * kPage, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
     DWORD old;
     ASSERT_TRUE(::VirtualProtect(pages + kPage, kPage, PAGE_NOACCESS, &old));
-    const char* const cases[][2] = {{"a\nb", "a\r\nb"},     {"a\n", "a\r\n"}, {"\n\n\n", "\r\n\r\n\r\n"},
-                                    {"a\r\nb", "a\r\r\nb"}, {"", ""},         {"a line of more\nthan one step", nullptr}};
+    const char* const cases[][2] = {
+        {"a\nb", "a\r\nb"},     {"a\n", "a\r\n"}, {"\n\n\n", "\r\n\r\n\r\n"},
+        {"a\r\nb", "a\r\r\nb"}, {"", ""},         {"a line of more\nthan one step", nullptr}};
     for (const auto& [text, stored] : cases) {
         char* const buffer = pages + kPage - std::strlen(text) - 1;
         std::memcpy(buffer, text, std::strlen(text) + 1);
         for (const bool inPlace : {true, false}) {
             Cmn_LogFile file(folder.Path("lines.log"), 1000, 400);
-            if (inPlace) file.WriteWithoutTimeStamp(buffer);
-            else file.WriteWithoutTimeStamp(static_cast<const char*>(buffer));
+            if (inPlace)
+                file.WriteWithoutTimeStamp(buffer);
+            else
+                file.WriteWithoutTimeStamp(static_cast<const char*>(buffer));
             EXPECT_STREQ(buffer, text);
-            EXPECT_EQ(ReadWholeFile(folder.Path("lines.log")), stored ? stored : "a line of more\r\nthan one step");
+            EXPECT_EQ(ReadWholeFile(folder.Path("lines.log")),
+                      stored ? stored : "a line of more\r\nthan one step");
         }
     }
     ::VirtualFree(pages, 0, MEM_RELEASE);
@@ -71,7 +76,8 @@ TEST(Cmn_LogFile, StampsAreSecondsAndMillisecondsWhateverTheLengthOfTheText) {
     Cmn_LogFile file(folder.Path("stamps.log"), 1'000'000, 400);
     EXPECT_FALSE(file.EnableTimeStamps(true));
     std::string expected;
-    for (const size_t length : {5u, 8'175u, 8'176u, 8'177u, 8'190u, 8'191u, 8'192u, 20'000u}) {  // 8,176 just fits
+    for (const size_t length :
+         {5u, 8'175u, 8'176u, 8'177u, 8'190u, 8'191u, 8'192u, 20'000u}) {  // 8,176 just fits
         const std::string text(length, 'x');
         file.Write((text + "\nend").c_str());
         expected += "1763139631.007 " + text + "\r\nend";
@@ -84,12 +90,13 @@ TEST(Cmn_LogFile, StampsAreSecondsAndMillisecondsWhateverTheLengthOfTheText) {
 TEST(Cmn_LogFile, AFileThatCannotBeOpenedSwallowsAllWrites) {
     const TempFolder folder;
     WriteWholeFile(folder.Path("plain"), "x");
-    const HANDLE locked =
-        ::CreateFileA(folder.Path("locked.log").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+    const HANDLE locked = ::CreateFileA(folder.Path("locked.log").c_str(), GENERIC_WRITE, 0, nullptr,
+                                        CREATE_ALWAYS, 0, nullptr);
     for (const std::string& path : {folder.Path("missing\\a.log"), folder.Path("plain\\a.log"), folder.Path(),
                                     folder.Path("locked.log"), std::string()}) {
         Cmn_LogFile file(path, 10, 5);
-        for (int i = 0; i < 5; ++i) file.Write("something\n");
+        for (int i = 0; i < 5; ++i)
+            file.Write("something\n");
         file.Flush();
         EXPECT_FALSE(file.IsOpen()) << path;
         EXPECT_EQ(file.GetFilePath(), path);
@@ -102,8 +109,9 @@ TEST(Cmn_LogFile, LinesOfManyThreadsStayWholeOverManyRewinds) {
     constexpr uint64_t kMaximum = 100'000;
     const TempFolder folder;
     Cmn_LogFile source(folder.Path("many.log"), kMaximum, kMaximum / 2), file;
-    const HANDLE other = ::CreateFileA(folder.Path("many.log").c_str(), GENERIC_READ | GENERIC_WRITE,
-                                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
+    const HANDLE other =
+        ::CreateFileA(folder.Path("many.log").c_str(), GENERIC_READ | GENERIC_WRITE,
+                      FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
     ASSERT_NE(other, INVALID_HANDLE_VALUE);
     std::vector<std::thread> threads;
     for (int t = 0; t < 8; ++t) {
@@ -115,7 +123,8 @@ TEST(Cmn_LogFile, LinesOfManyThreadsStayWholeOverManyRewinds) {
         });
     }
     file = std::move(source);
-    for (std::thread& thread : threads) thread.join();
+    for (std::thread& thread : threads)
+        thread.join();
     ::CloseHandle(other);
 
     const std::string text = ReadWholeFile(folder.Path("many.log"));
@@ -139,7 +148,8 @@ TEST(MachineSmallDisk, ALogGoesOnAtTheFirstLineAfterADiskHasRoomAgain) {
     Cmn_LogFile file(path, 10'000'000, 1000);
     file.WriteWithoutTimeStamp("before\n");
     WriteWholeFile(filler, std::string(2'000'000, 'f'));  // all that is left
-    for (int i = 0; i < 20; ++i) file.WriteWithoutTimeStamp((std::string(5000, 'x') + "\n").c_str());
+    for (int i = 0; i < 20; ++i)
+        file.WriteWithoutTimeStamp((std::string(5000, 'x') + "\n").c_str());
     EXPECT_LT(ReadWholeFile(path).size(), 20 * 5000u);
     ASSERT_TRUE(::DeleteFileA(filler.c_str()));
     file.WriteWithoutTimeStamp("after\n");

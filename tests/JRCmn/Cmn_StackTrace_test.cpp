@@ -1,15 +1,16 @@
 #include <windows.h>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cstring>
+#include <iterator>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include "JRCmn/Cmn_Assert.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/TraceCapture.h"
+
+using testing::EndsWith, testing::HasSubstr, testing::StartsWith;
 
 namespace {
 
@@ -35,38 +36,43 @@ std::string ModulePath(const char* module) {
     return path;
 }
 
-// The address that the module's file is linked for.
-uint64_t LinkBase(const std::string& path) {
+// How far a module is from where its file is linked for.
+uint64_t Moved(HMODULE module, const std::string& path) {
     const std::string bytes = ReadWholeFile(path);
-    IMAGE_DOS_HEADER dos;
-    IMAGE_NT_HEADERS64 headers;
-    std::memcpy(&dos, bytes.data(), sizeof dos);
-    std::memcpy(&headers, bytes.data() + dos.e_lfanew, sizeof headers);
-    return headers.OptionalHeader.ImageBase;
+    const auto* const dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(bytes.data());
+    const auto* const headers = reinterpret_cast<const IMAGE_NT_HEADERS64*>(bytes.data() + dos->e_lfanew);
+    return reinterpret_cast<uint64_t>(module) - headers->OptionalHeader.ImageBase;
 }
 
-// The addresses of the line that PrintStackTrace ends with, each after its module.
-std::vector<std::pair<std::string, uint64_t>> TakeAddresses() {
-    std::vector<std::pair<std::string, uint64_t>> addresses;
-    for (const std::string& line : TakeTraces()) {
-        if (line.rfind("  Stack:", 0) != 0) continue;
-        std::istringstream words(line.substr(8));
-        std::string module;
-        for (std::string word; words >> word;) {
-            if (word.rfind("0x", 0) == 0)
-                addresses.emplace_back(module, std::stoull(word, nullptr, 16));
-            else
-                module = word;
-        }
-    }
-    return addresses;
+// The line that PrintStackTrace ends with, in words: "Stack:", a module, its addresses, the next module...
+std::vector<std::string> TakeStack() {
+    std::istringstream line(TakeTraces().back());
+    return {std::istream_iterator<std::string>(line), {}};
 }
 
-void PrintContext(uint64_t instruction, uint64_t stack, bool symbols) {
+void PrintContext(uint64_t instruction, uint64_t stack) {
     CONTEXT context = {};
     context.Rip = instruction;
     context.Rsp = stack;
-    Cmn_Assert::PrintStackTrace(0, &context, symbols);
+    Cmn_Assert::PrintStackTrace(0, &context, false);
+}
+
+DWORD WINAPI BlockedThread(void* release) {
+    gSink = 3;
+    return ::WaitForSingleObject(release, INFINITE) + gSink;
+}
+
+// A block of a size that the compiler does not know makes it keep the frame's place in a register.
+[[gnu::noinline]] size_t FramesWithFrameRegister(size_t blockSize, uint64_t damage) {
+    char* const block = static_cast<char*>(__builtin_alloca(blockSize));
+    std::memset(block, 0, blockSize);
+    CONTEXT context;
+    ::RtlCaptureContext(&context);
+    for (DWORD64* const value : {&context.Rbp, &context.Rbx, &context.Rsi, &context.Rdi, &context.R12})
+        *value = damage ? damage : *value;
+    Cmn_Assert::PrintStackTrace(0, &context, false);
+    gSink = block[blockSize / 2];
+    return TakeStack().size() - 2;
 }
 
 }  // namespace
@@ -76,45 +82,33 @@ TEST(Cmn_StackTrace, NamesFunctionsWithTheLineOfTheCall) {
     PrintOuter(0, true);
     const std::vector<std::string> lines = TakeTraces();
     ASSERT_GE(lines.size(), 4u);
-    EXPECT_EQ(lines[0].rfind("  #00 norvik_tests.exe+0x", 0), 0u) << lines[0];
-    EXPECT_NE(lines[0].find("PrintInner"), std::string::npos) << lines[0];
-    EXPECT_NE(lines[0].find("(JRCmn\\Cmn_StackTrace_test.cpp:" + std::to_string(gInnerLine) + ")\n"),
-              std::string::npos)
-        << lines[0];
-    EXPECT_NE(lines[1].find("PrintOuter"), std::string::npos) << lines[1];
-    EXPECT_EQ(lines.back().rfind("  Stack: norvik_tests.exe 0x", 0), 0u) << lines.back();
+    EXPECT_THAT(lines[0],
+                AllOf(StartsWith("  #00 norvik_tests.exe+0x"), HasSubstr("PrintInner"),
+                      EndsWith("(JRCmn\\Cmn_StackTrace_test.cpp:" + std::to_string(gInnerLine) + ")\n")));
+    EXPECT_THAT(lines[1], HasSubstr("PrintOuter"));
+    EXPECT_THAT(lines.back(), StartsWith("  Stack: norvik_tests.exe 0x"));
 }
 
-TEST(Cmn_StackTrace, SkipsExactlyTheInnermostFrames) {
-    std::vector<std::vector<std::pair<std::string, uint64_t>>> prints;
-    TakeTraces();
-    for (int skip = 0; skip <= 3;
-         ++skip) {  // from one place, so that all frames but the skipped are the same
+TEST(Cmn_StackTrace, LinkAddressesLeadToTheFunctionsWithoutExactlyTheSkippedOnes) {
+    std::vector<std::string> stacks[4];
+    for (int skip = 0; skip < 4; ++skip) {  // from one place, so that all frames but the skipped are the same
         PrintOuter(skip, false);
-        prints.push_back(TakeAddresses());
+        stacks[skip] = TakeStack();
     }
-    ASSERT_GT(prints[0].size(), 3u);
-    for (size_t skip = 1; skip < prints.size(); ++skip) {
-        EXPECT_EQ(prints[skip], decltype(prints)::value_type(prints[0].begin() + skip, prints[0].end()));
+    std::vector<std::string>& whole = stacks[0];
+    ASSERT_GT(whole.size(), 6u);
+    const uint64_t moved = Moved(::GetModuleHandleA(nullptr), ModulePath(nullptr));
+    for (int i = 1; void (*const function)(int, bool) : {&PrintInner, &PrintOuter, &PrintOuter}) {
+        DWORD64 image = 0;
+        const auto* const entry =
+            ::RtlLookupFunctionEntry(std::stoull(whole[2], nullptr, 16) + moved, &image, nullptr);
+        ASSERT_NE(entry, nullptr);
+        EXPECT_EQ(image + entry->BeginAddress == reinterpret_cast<uint64_t>(function), i < 3);
+        whole.erase(whole.begin() + 2);
+        EXPECT_EQ(stacks[i++], whole);
     }
     PrintOuter(1'000, true);
     EXPECT_EQ(TakeTraces(), std::vector<std::string>{"  Stack: no frames\n"});
-}
-
-TEST(Cmn_StackTrace, LinkAddressesLeadToTheFunctions) {
-    TakeTraces();
-    PrintOuter(0, false);
-    const auto addresses = TakeAddresses();
-    const uint64_t moved =
-        reinterpret_cast<uint64_t>(::GetModuleHandleA(nullptr)) - LinkBase(ModulePath(nullptr));
-    void (*const functions[])(int, bool) = {&PrintInner, &PrintOuter};
-    ASSERT_GT(addresses.size(), std::size(functions));
-    for (size_t i = 0; i < std::size(functions); ++i) {
-        DWORD64 image = 0;
-        const auto* const entry = ::RtlLookupFunctionEntry(addresses[i].second + moved, &image, nullptr);
-        ASSERT_NE(entry, nullptr);
-        EXPECT_EQ(image + entry->BeginAddress, reinterpret_cast<uint64_t>(functions[i]));
-    }
 }
 
 TEST(Cmn_StackTrace, LinkAddressOfAModuleThatWasMovedIsThatOfItsFile) {
@@ -123,107 +117,46 @@ TEST(Cmn_StackTrace, LinkAddressOfAModuleThatWasMovedIsThatOfItsFile) {
     WriteWholeFile(copy, ReadWholeFile(ModulePath("libgcc_s_seh-1.dll")));
     const HMODULE module = ::LoadLibraryA(copy.c_str());
     ASSERT_NE(module, nullptr);
-    const uint64_t base = reinterpret_cast<uint64_t>(module), link = LinkBase(copy);
-    ASSERT_NE(base, link) << "the original should be in its place";
-    TakeTraces();
-    PrintContext(base + 0x1234, 0, false);
-    const auto addresses = TakeAddresses();
+    const uint64_t address = reinterpret_cast<uint64_t>(module) + 0x1234, moved = Moved(module, copy);
+    EXPECT_NE(moved, 0u) << "the original should be in its place";
+    PrintContext(address, 0);
     ::FreeLibrary(module);
-    ASSERT_EQ(addresses.size(), 1u);
-    EXPECT_EQ(addresses[0].first, "Moved.dll");
-    EXPECT_EQ(addresses[0].second, link + 0x1234);
+    const std::vector<std::string> stack = TakeStack();
+    ASSERT_EQ(stack.size(), 3u);
+    EXPECT_EQ(stack[1], "Moved.dll");
+    EXPECT_EQ(std::stoull(stack[2], nullptr, 16), address - moved);
 }
-
-namespace {
-
-struct Wait {
-    HANDLE started = ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
-    HANDLE release = ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
-};
-
-DWORD WINAPI BlockedThread(void* argument) {
-    const Wait& wait = *static_cast<Wait*>(argument);
-    ::SignalObjectAndWait(wait.started, wait.release, INFINITE, FALSE);
-    gSink = 3;
-    return 0;
-}
-
-}  // namespace
 
 TEST(Cmn_StackTrace, ThreadThatWaitsIsWalkedToItsFunction) {
-    Wait wait;
-    const HANDLE thread = ::CreateThread(nullptr, 0, &BlockedThread, &wait, 0, nullptr);
-    ASSERT_EQ(::WaitForSingleObject(wait.started, 10'000), WAIT_OBJECT_0);
+    const HANDLE release = ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    const HANDLE thread = ::CreateThread(nullptr, 0, &BlockedThread, release, 0, nullptr);
+    while (gSink != 3)
+        ::Sleep(1);
     CONTEXT context = {};
     context.ContextFlags = CONTEXT_FULL;
     ::SuspendThread(thread);
-    const BOOL read = ::GetThreadContext(thread, &context);
+    ASSERT_TRUE(::GetThreadContext(thread, &context));
     ::ResumeThread(thread);
-    ASSERT_TRUE(read);
-    TakeTraces();
     Cmn_Assert::PrintStackTrace(0, &context, true);
-    const auto lines = TakeTraces();
-    EXPECT_TRUE(AnyContains(lines, "BlockedThread (JRCmn\\Cmn_StackTrace_test.cpp:"))
-        << testing::PrintToString(lines);
-    ::SetEvent(wait.release);
+    EXPECT_TRUE(AnyContains(TakeTraces(), "BlockedThread (JRCmn\\Cmn_StackTrace_test.cpp:"));
+    ::SetEvent(release);
     EXPECT_EQ(::WaitForSingleObject(thread, 10'000), WAIT_OBJECT_0);
-    for (const HANDLE handle : {thread, wait.started, wait.release})
-        ::CloseHandle(handle);
 }
 
 // A damaged context must not make things worse: one line, no fault, no endless walk.
 TEST(Cmn_StackTrace, DamagedContextsEndInOneLine) {
     const uint64_t code = reinterpret_cast<uint64_t>(&PrintInner),
                    stack = reinterpret_cast<uint64_t>(&code) & ~7ull;
-    const struct {
-        uint64_t instruction, stack;
-    } cases[] = {
-        {0, 0},
-        {0, 0x10},
-        {code, 0},
-        {code, 0x10},
-        {code, stack + 3},
-        {code, ~7ull},
-        {0x10, stack},
-        {~0ull, stack},
-        {code, 1ull << 63},
-        {0xABCDEF0123456789, ~0ull},
-        {stack, stack},
-        {code, code & ~7ull},
-    };
-    for (const auto& [instruction, pointer] : cases) {
-        SCOPED_TRACE(testing::Message() << std::hex << instruction << " " << pointer);
-        TakeTraces();
-        PrintContext(instruction, pointer, false);
-        EXPECT_EQ(TakeTraces().size(), 1u);
-    }
-}
-
-namespace {
-
-// A block of a size that the compiler does not know makes it keep the frame's place in a register.
-[[gnu::noinline]] size_t PrintWithFrameRegister(size_t blockSize, uint64_t damage) {
-    char* const block = static_cast<char*>(__builtin_alloca(blockSize));
-    std::memset(block, 0, blockSize);
-    CONTEXT context;
-    ::RtlCaptureContext(&context);
-    if (damage) {
-        for (DWORD64* const value : {&context.Rbp, &context.Rbx, &context.Rsi, &context.Rdi, &context.R12}) {
-            *value = damage;
+    TakeTraces();
+    for (const uint64_t instruction : {uint64_t{0}, uint64_t{0x10}, ~uint64_t{0}, code, stack}) {
+        for (const uint64_t pointer : {uint64_t{0}, uint64_t{0x10}, ~uint64_t{0}, ~uint64_t{7},
+                                       uint64_t{1} << 63, stack, stack + 3, code & ~7ull}) {
+            PrintContext(instruction, pointer);
+            EXPECT_EQ(TakeTraces().size(), 1u) << std::hex << instruction << " " << pointer;
         }
     }
-    TakeTraces();
-    Cmn_Assert::PrintStackTrace(0, &context, false);
-    gSink = block[blockSize / 2];
-    return TakeAddresses().size();
-}
-
-}  // namespace
-
-TEST(Cmn_StackTrace, DamagedFrameRegisterEndsTheWalk) {
-    EXPECT_GT(PrintWithFrameRegister(5'000, 0), 3u);
+    EXPECT_GT(FramesWithFrameRegister(5'000, 0), 3u);
     for (const uint64_t damage :
-         {uint64_t{8}, uint64_t{0x7FFF'FFFF'0000}, uint64_t{1} << 63, ~uint64_t{0} - 0x1000}) {
-        EXPECT_EQ(PrintWithFrameRegister(5'000, damage), 1u) << std::hex << damage;
-    }
+         {uint64_t{8}, uint64_t{0x7FFF'FFFF'0000}, uint64_t{1} << 63, ~uint64_t{0} - 0x1000})
+        EXPECT_EQ(FramesWithFrameRegister(5'000, damage), 1u) << std::hex << damage;
 }

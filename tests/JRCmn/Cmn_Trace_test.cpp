@@ -31,7 +31,8 @@ void FakeTestMode(DWORD type, uint32_t value, DWORD size = 4) {
         EXPECT_STREQ(path, "Software\\NorvikLib");
         return ::RegOpenKeyExA(HKEY_CURRENT_USER, nullptr, 0, KEY_READ, key);
     };
-    calls.queryValue = [](HKEY, LPCSTR name, LPDWORD, LPDWORD outType, LPBYTE data, LPDWORD outSize) -> LSTATUS {
+    calls.queryValue = [](HKEY, LPCSTR name, LPDWORD, LPDWORD outType, LPBYTE data,
+                          LPDWORD outSize) -> LSTATUS {
         EXPECT_STREQ(name, "Test Mode");
         if (*outSize < sSize) return ERROR_MORE_DATA;
         *outType = sType;
@@ -57,7 +58,6 @@ struct RecordingSender : Cmn_AutoTestTrace::StrategyTraceSender_IF {
     std::vector<std::string> texts;
     bool throws = false, fails = false;
 };
-
 
 // Every test is a process of its own, so the level is read anew in each.
 class TestMode : public testing::TestWithParam<std::tuple<DWORD, uint32_t, DWORD, int>> {};
@@ -91,7 +91,9 @@ TEST(Cmn_Trace, AFailureHookMakesTheLevelTwoWhichIsNotAutomation) {
 TEST(Cmn_TraceFailure, LinesCarryTagTypeTimeAndMessage) {
     const FakeClock clock;
     const std::string time = Time();
-    EXPECT_TRUE(std::regex_match(time, std::regex("[A-Z][a-z]{2} [0-9]{1,2} [0-9]{4} @ [0-9]{1,2}:[0-9]{2}:[0-9]{2}"))) << time;
+    EXPECT_TRUE(std::regex_match(
+        time, std::regex("[A-Z][a-z]{2} [0-9]{1,2} [0-9]{4} @ [0-9]{1,2}:[0-9]{2}:[0-9]{2}")))
+        << time;
     Cmn_TraceFailure(eFailureType_FailedAssert, "a %s", "b");
     Cmn_TraceFailure(eFailureType_FailedDebugAssert, "two line feeds\n\n");
     Cmn_TraceFailureNoTerminal(eFailureType_FailedVerify, "inner\nkept\n");
@@ -99,12 +101,13 @@ TEST(Cmn_TraceFailure, LinesCarryTagTypeTimeAndMessage) {
     Cmn_TraceFailure(static_cast<EFailureType>(4), "x");
     Cmn_TraceFailure(static_cast<EFailureType>(-1), "y");
     Cmn_Warning("careful");
-    EXPECT_THAT(TakeReports(), ElementsAre("REPORT >>> Failed Assert! " + time + " a b\n",
-                                           "REPORT >>> Failed Debug Assert! " + time + " two line feeds\n",
-                                           "REPORT >>> Failed Verify! " + time + " inner\nkept\n",
-                                           "REPORT >>> Failure! " + time + " \n", "REPORT >>> Failure! " + time + " x\n",
-                                           "REPORT >>> Failure! " + time + " y\n",
-                                           "REPORT >>> Warning! " + time + " careful\n"));
+    EXPECT_THAT(
+        TakeReports(),
+        ElementsAre("REPORT >>> Failed Assert! " + time + " a b\n",
+                    "REPORT >>> Failed Debug Assert! " + time + " two line feeds\n",
+                    "REPORT >>> Failed Verify! " + time + " inner\nkept\n",
+                    "REPORT >>> Failure! " + time + " \n", "REPORT >>> Failure! " + time + " x\n",
+                    "REPORT >>> Failure! " + time + " y\n", "REPORT >>> Warning! " + time + " careful\n"));
 }
 
 TEST(Cmn_TraceFailure, AMessageBeyondItsLimitIsCutWithANotice) {
@@ -114,7 +117,9 @@ TEST(Cmn_TraceFailure, AMessageBeyondItsLimitIsCutWithANotice) {
         const std::string message(length, 'm');
         Cmn_Warning("%s", message.c_str());
         const std::string expected =
-            length <= 2047 ? message : message.substr(0, 1988) + "...\n(This message was truncated because it was too long!)";
+            length <= 2047
+                ? message
+                : message.substr(0, 1988) + "...\n(This message was truncated because it was too long!)";
         EXPECT_THAT(TakeReports(), ElementsAre(prefix + expected + "\n")) << length;
     }
     Cmn_Warning("%ls", L"\x4e2d");  // no code page of the test machine has it: the formatter refuses
@@ -125,7 +130,8 @@ TEST(Cmn_LocationFilteredWarning, CountsByPlaceAndSaysWhenItStops) {
     FakeClock clock;
     const char* const kFile = CMN_SOURCE_FILE;
     EXPECT_EQ(kFile, CMN_SOURCE_FILE);  // every place of a file has the same text
-    for (int i = 0; i < 51; ++i) Cmn_LocationFilteredWarning(CMN_SOURCE_FILE, 7).Warn("late by %d", i);
+    for (int i = 0; i < 51; ++i)
+        Cmn_LocationFilteredWarning(CMN_SOURCE_FILE, 7).Warn("late by %d", i);
     std::vector<std::string> lines = TakeTraces();
     ASSERT_EQ(lines.size(), 51u);  // 50 warnings and the notice before the last
     EXPECT_EQ(lines[49], "The following issue occurred 50 times. We stop reporting every occurrence...\n");
@@ -145,7 +151,8 @@ TEST(Cmn_LocationFilteredWarning, CountsByPlaceAndSaysWhenItStops) {
 
 TEST(Cmn_LocationAndMessageFilteredWarning, CountsEveryMessageOfAPlaceByItself) {
     const FakeClock clock;
-    for (int i = 0; i < 120; ++i) Cmn_LocationAndMessageFilteredWarning(CMN_SOURCE_FILE, 7).Warn("fan %d", i % 2);
+    for (int i = 0; i < 120; ++i)
+        Cmn_LocationAndMessageFilteredWarning(CMN_SOURCE_FILE, 7).Warn("fan %d", i % 2);
     const std::vector<std::string> reports = TakeReports();
     EXPECT_EQ(reports.size(), 100u);
     EXPECT_EQ(reports[0], "REPORT >>> Warning! " + Time() + " fan 0\n");
@@ -170,15 +177,17 @@ TEST(Cmn_AutoTestTrace, InAutomationEveryFailureTextGoesToTheSender) {
     Cmn_Warning("what fails in the sender does not come back to it");
     Cmn_AutoTestTrace::ResetGlobalStrategy();
     Cmn_Warning("not seen");
-    EXPECT_THAT(sender->texts, ElementsAre("Failed Verify | " + Time() + "|seen", "Warning | " + Time() + "|counted",
-                                           "Warning | " + Time() + "|a sender that throws harms nobody",
-                                           "Warning | " + Time() + "|what fails in the sender does not come back to it"));
+    EXPECT_THAT(sender->texts,
+                ElementsAre("Failed Verify | " + Time() + "|seen", "Warning | " + Time() + "|counted",
+                            "Warning | " + Time() + "|a sender that throws harms nobody",
+                            "Warning | " + Time() + "|what fails in the sender does not come back to it"));
     EXPECT_EQ(TakeReports().size(), 9u);
 }
 
 TEST(Cmn_Trace, LeavesTheLastErrorAlone) {
     void (*const calls[])() = {[] { Cmn_Trace("a line\n"); }, [] { Cmn_Warning("a warning"); },
-                               [] { Cmn_VerboseTrace("Any", "asks the settings\n"); }, [] { CMN_CHECK(::GetCurrentProcessId() == 0); }};
+                               [] { Cmn_VerboseTrace("Any", "asks the settings\n"); },
+                               [] { CMN_CHECK(::GetCurrentProcessId() == 0); }};
     for (const auto call : calls) {
         ::SetLastError(1234);
         call();
@@ -195,11 +204,14 @@ TEST(MachineRegistry, ValuesAreWrittenReadAndOfTheirType) {
     EXPECT_FALSE(key.Open(HKEY_LOCAL_MACHINE, path, eRegistryAccess_AllOperations));
     EXPECT_FALSE(key.Read("Number", number) || key.Read("Text", text) || key.Write("Number", number));
     ASSERT_TRUE(key.Open(HKEY_LOCAL_MACHINE, path, eRegistryAccess_Create));
-    EXPECT_TRUE(key.Write("Number", 0xFFFFFFFFu) && key.Write("Text", Cmn_String("abc")) && key.Write("None", Cmn_String()));
+    EXPECT_TRUE(key.Write("Number", 0xFFFFFFFFu) && key.Write("Text", Cmn_String("abc")) &&
+                key.Write("None", Cmn_String()));
     // A string without its terminator, and one that is far too long.
     ::RegSetKeyValueA(HKEY_LOCAL_MACHINE, path, "Open", REG_SZ, "unterminated", 4);
-    ::RegSetKeyValueA(HKEY_LOCAL_MACHINE, path, "Huge", REG_SZ, std::string(2'000'000, 'x').data(), 2'000'000);
-    EXPECT_FALSE(key.Read("Text", number) || key.Read("Number", text) || key.Read("Missing", text) || key.Read("Huge", text));
+    ::RegSetKeyValueA(HKEY_LOCAL_MACHINE, path, "Huge", REG_SZ, std::string(2'000'000, 'x').data(),
+                      2'000'000);
+    EXPECT_FALSE(key.Read("Text", number) || key.Read("Number", text) || key.Read("Missing", text) ||
+                 key.Read("Huge", text));
     EXPECT_EQ(number, 7u);
     EXPECT_STREQ(text, "as it was");
     EXPECT_TRUE(key.Read("Number", number) && number == 0xFFFFFFFF);

@@ -2,10 +2,9 @@
 
 #include <windows.h>
 
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
+#include <map>
 #include <stdexcept>
+#include <string>
 #include <thread>
 
 #include "JRCmn/Cmn_Assert.h"
@@ -14,73 +13,53 @@
 
 namespace {
 
-volatile int gSink = 0;
+volatile int gSink = 0;  // what is stored there after a call keeps its function a frame of its own
 volatile uintptr_t gNowhere = 0x10;
-
-[[gnu::noinline]] void WriteToNowhere() {
-    *reinterpret_cast<volatile int*>(gNowhere) = 1;
-    gSink = 1;  // so that the function stays a frame of its own
-}
-
-[[gnu::noinline]] void CallNowhere() {
-    reinterpret_cast<void (*)()>(gNowhere - 0x10)();
-    gSink = 1;
-}
-
-int Recurse(int depth);
-int (*volatile gRecurse)(int) = &Recurse;  // what the compiler cannot turn into a loop
 
 int Recurse(int depth) {
     volatile char block[1000];
     block[depth % 1000] = 1;
-    return gRecurse(depth + 1) + block[0];
+    return gNowhere ? Recurse(depth + 1) + block[0] : 0;
+}
+
+void WriteToNowhere() {
+    *reinterpret_cast<volatile int*>(gNowhere) = 1;
+    gSink = 1;
+}
+
+void WriteInManyThreads() {
+    for (int i = 0; i < 8; ++i)
+        std::thread(&WriteToNowhere).detach();
+    ::Sleep(INFINITE);
 }
 
 [[gnu::noinline]] void Throw() {
     throw std::runtime_error("the desk is gone");
 }
 
-void ThrowNoFurther() noexcept {
-    Throw();
-}
-
-[[gnu::noinline]] void Crash(const char* kind) {
-    const auto is = [kind](const char* name) { return std::strcmp(kind, name) == 0; };
-    if (is("write")) WriteToNowhere();
-    if (is("call")) CallNowhere();
-    if (is("throw")) Throw();
-    if (is("noexcept")) ThrowNoFurther();
-    if (is("abort")) std::abort();
-    if (is("overflow")) gSink = Recurse(0);
-    if (is("overflow-thread")) std::thread([] { gSink = Recurse(0); }).join();
-    if (is("write-thread")) std::thread(&WriteToNowhere).join();
-    if (is("many")) {
-        std::thread threads[8];
-        for (std::thread& thread : threads)
-            thread = std::thread(&WriteToNowhere);
-        for (std::thread& thread : threads)
-            thread.join();
-    }
-}
+const std::map<std::string, void (*)()> kActions = {
+    {"write", &WriteToNowhere},
+    {"write-threads", &WriteInManyThreads},
+    {"call", [] { gSink = reinterpret_cast<int (*)()>(gNowhere - 0x10)(); }},
+    {"overflow", [] { gSink = Recurse(0); }},
+    {"overflow-thread", [] { std::thread(&Recurse, 0).join(); }},
+    {"throw", &Throw},
+    {"noexcept", []() noexcept { Throw(); }},
+    {"abort", [] { std::abort(); }},
+    {"no-folder", [] {}},
+    {"trace", [] { Cmn_Trace("Cleaned up.\n"); }},
+    {"hang", [] { ::Sleep(INFINITE); }},
+};
 
 }  // namespace
 
-// CrashChild KIND [CLEANUP]
-int main(int count, char** arguments) {
+// CrashChild ACTION CLEANUP
+int main(int, char** arguments) {
     Cmn_CrashMonitor::Install();
-    const char* const cleanup = count > 2 ? arguments[2] : "";
-    if (std::strcmp(cleanup, "trace") == 0) {
-        Cmn_Assert::SetUnhandledExceptionCleanupFunc([] { Cmn_Trace("Cleaned up.\n"); });
-    } else if (std::strcmp(cleanup, "crash") == 0) {
-        Cmn_Assert::SetUnhandledExceptionCleanupFunc(&WriteToNowhere);
-    } else if (std::strcmp(cleanup, "throw") == 0) {
-        Cmn_Assert::SetUnhandledExceptionCleanupFunc(&Throw);
-    } else if (std::strcmp(cleanup, "hang") == 0) {
-        Cmn_CrashMonitor::SetReportTimeLimit(3'000);
-        Cmn_Assert::SetUnhandledExceptionCleanupFunc([] { ::Sleep(INFINITE); });
-    }
+    if (arguments[2] == std::string("hang")) Cmn_CrashMonitor::SetReportTimeLimit(5'000);
+    Cmn_Assert::SetUnhandledExceptionCleanupFunc(kActions.at(arguments[2]));
     try {
-        Crash(count > 1 ? arguments[1] : "");
+        kActions.at(arguments[1])();
     } catch (const std::logic_error&) {  // not what is thrown
     }
     return 77;

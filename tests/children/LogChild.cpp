@@ -19,7 +19,8 @@
 namespace {
 
 void Write(long long count) {
-    for (long long i = 0; i < count; ++i) Cmn_Trace("line %I64d end\n", i);
+    for (long long i = 0; i < count; ++i)
+        Cmn_Trace("line %I64d end\n", i);
 }
 
 // The platform ends the threads before this runs, in the middle of whatever they do.
@@ -48,10 +49,12 @@ int main(int count, char** arguments) {
     }
     if (std::strcmp(what, "flood") == 0) {
         Write(25'000);
-        for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
+        for (;;)
+            std::this_thread::sleep_for(std::chrono::hours(1));
     }
     if (std::strcmp(what, "exit") == 0) {
-        for (int i = 0; i < 4; ++i) std::thread([] { Write(1'000'000'000); }).detach();
+        for (int i = 0; i < 4; ++i)
+            std::thread([] { Write(1'000'000'000); }).detach();
         Write(1000);
         gTraceAtExit.isOn = true;
         return 5;

@@ -14,7 +14,8 @@ std::string ProgramFolder() {
 
 std::string CommandLine(const std::string& program, const std::vector<std::string>& arguments) {
     std::string line = "\"" + program + "\"";
-    for (const std::string& argument : arguments) line += " \"" + argument + "\"";
+    for (const std::string& argument : arguments)
+        line += " \"" + argument + "\"";
     return line;
 }
 
@@ -55,8 +56,8 @@ ChildProcess::ChildProcess(const std::string& program, const std::vector<std::st
     startup.hStdOutput = startup.hStdError = writeEnd;
     PROCESS_INFORMATION process = {};
     std::string line = CommandLine(ProgramFolder() + program, arguments);
-    const BOOL started =
-        ::CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process);
+    const BOOL started = ::CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                                          &startup, &process);
     EXPECT_TRUE(started) << line << ": error " << ::GetLastError();
     ::CloseHandle(writeEnd);
     if (!started) return;
@@ -65,7 +66,8 @@ ChildProcess::ChildProcess(const std::string& program, const std::vector<std::st
     mReader = std::thread([this] {
         char buffer[4096];
         DWORD size = 0;
-        while (::ReadFile(mReadEnd, buffer, sizeof buffer, &size, nullptr) && size != 0) mOutput.append(buffer, size);
+        while (::ReadFile(mReadEnd, buffer, sizeof buffer, &size, nullptr) && size != 0)
+            mOutput.append(buffer, size);
     });
 }
 
@@ -88,7 +90,9 @@ void ChildProcess::Kill() {
     ::WaitForSingleObject(mProcess, 10'000);
 }
 
-bool ChildProcess::IsRunning() const { return mProcess && ::WaitForSingleObject(mProcess, 0) == WAIT_TIMEOUT; }
+bool ChildProcess::IsRunning() const {
+    return mProcess && ::WaitForSingleObject(mProcess, 0) == WAIT_TIMEOUT;
+}
 
 std::string ChildProcess::Output() {
     if (mReader.joinable()) mReader.join();

@@ -28,7 +28,8 @@ void PrintStackOf(DWORD threadId) {
         ::ResumeThread(thread);
         std::fprintf(stderr, "Thread %lu:\n", threadId);
         if (read) Cmn_Assert::PrintStackTrace(0, &context, true);
-        for (const std::string& line : TakeTraces()) std::fputs(line.c_str(), stderr);
+        for (const std::string& line : TakeTraces())
+            std::fputs(line.c_str(), stderr);
     }
     ::CloseHandle(thread);
 }
@@ -42,7 +43,8 @@ void WatchForHang() {
     THREADENTRY32 entry = {};
     entry.dwSize = sizeof entry;
     for (BOOL more = ::Thread32First(snapshot, &entry); more; more = ::Thread32Next(snapshot, &entry)) {
-        if (entry.th32OwnerProcessID == ::GetCurrentProcessId() && entry.th32ThreadID != ::GetCurrentThreadId()) {
+        if (entry.th32OwnerProcessID == ::GetCurrentProcessId() &&
+            entry.th32ThreadID != ::GetCurrentThreadId()) {
             PrintStackOf(entry.th32ThreadID);
         }
     }

@@ -20,7 +20,9 @@ std::vector<std::string>& Lines() {
     return lines;
 }
 
-bool IsReport(const std::string& line) { return line.starts_with("REPORT >>>"); }
+bool IsReport(const std::string& line) {
+    return line.starts_with("REPORT >>>");
+}
 
 void Observe(const char* line) {
     const std::lock_guard lock(Lock());
@@ -30,7 +32,8 @@ void Observe(const char* line) {
 class UnexpectedReports : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo&) override { TakeTraces(); }
     void OnTestEnd(const testing::TestInfo&) override {
-        for (const std::string& report : TakeReports()) ADD_FAILURE() << "unexpected: " << report;
+        for (const std::string& report : TakeReports())
+            ADD_FAILURE() << "unexpected: " << report;
     }
 };
 
@@ -44,8 +47,10 @@ std::vector<std::string> TakeTraces() {
 std::vector<std::string> TakeReports() {
     const std::lock_guard lock(Lock());
     std::vector<std::string>& lines = Lines();
-    const auto firstReport = std::stable_partition(lines.begin(), lines.end(), [](auto& l) { return !IsReport(l); });
-    std::vector<std::string> reports(std::make_move_iterator(firstReport), std::make_move_iterator(lines.end()));
+    const auto firstReport =
+        std::stable_partition(lines.begin(), lines.end(), [](auto& l) { return !IsReport(l); });
+    std::vector<std::string> reports(std::make_move_iterator(firstReport),
+                                     std::make_move_iterator(lines.end()));
     lines.erase(firstReport, lines.end());
     return reports;
 }

@@ -14,7 +14,9 @@
 
 namespace {
 
-std::map<std::string, std::string> Root(const TempFolder& folder) { return {{"NORVIKLIB_ROOT", folder.Path()}}; }
+std::map<std::string, std::string> Root(const TempFolder& folder) {
+    return {{"NORVIKLIB_ROOT", folder.Path()}};
+}
 
 TEST(LoggingSystem, ProgramsThatStartARunAtOnceGetDifferentNumbers) {
     constexpr int kRounds = 5, kPrograms = 4;
@@ -23,8 +25,8 @@ TEST(LoggingSystem, ProgramsThatStartARunAtOnceGetDifferentNumbers) {
     for (int round = 0; round < kRounds; ++round) {
         std::vector<std::unique_ptr<ChildProcess>> children;
         for (int i = 0; i < kPrograms; ++i) {
-            children.push_back(
-                std::make_unique<ChildProcess>("LogChild.exe", std::vector<std::string>{"run"}, Root(folder)));
+            children.push_back(std::make_unique<ChildProcess>("LogChild.exe", std::vector<std::string>{"run"},
+                                                              Root(folder)));
         }
         for (auto& child : children) {
             EXPECT_EQ(child->Wait(30'000), 0);
@@ -46,7 +48,8 @@ TEST(LoggingSystem, ProgramsThatBeginAtOnceWriteAFileEach) {
     }
     ::Sleep(500);  // not for the result: the later they start, the less they get in each other's way
     ::SetEvent(begin);
-    for (auto& child : children) EXPECT_EQ(child->Wait(60'000), 0);
+    for (auto& child : children)
+        EXPECT_EQ(child->Wait(60'000), 0);
     ::CloseHandle(begin);
     // The first ones write and stay open to the end; who comes after one has ended may overwrite it.
     int whole = 0;
@@ -66,14 +69,16 @@ TEST(LoggingSystem, AKilledProgramLosesNoLine) {
         const TempFolder folder;
         const std::string path = folder.Path("Logs\\Run #1 LogChild - 01.log");
         ChildProcess child("LogChild.exe", {"flood"}, Root(folder));
-        while (child.IsRunning() && ReadWholeFile(path).size() < 20'000 + 3'000u * static_cast<unsigned>(round)) {
+        while (child.IsRunning() &&
+               ReadWholeFile(path).size() < 20'000 + 3'000u * static_cast<unsigned>(round)) {
         }
         child.Kill();
         const std::string text = ReadWholeFile(path);
         ASSERT_TRUE(text.ends_with(" end\r\n"));
         int number = 0;
         size_t at = 0;
-        while ((at = text.find(" line " + std::to_string(number) + " end\r\n", at)) != text.npos) ++number;
+        while ((at = text.find(" line " + std::to_string(number) + " end\r\n", at)) != text.npos)
+            ++number;
         EXPECT_EQ(number, std::count(text.begin(), text.end(), '\n'));  // none missing, none out of order
     }
 }
