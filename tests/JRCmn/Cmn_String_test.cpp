@@ -155,7 +155,7 @@ TEST(StringTest, FormattedTextsOfEveryLengthFitWhateverRoomThereWas) {
             const Cmn_String shared(appended);
             EXPECT_EQ(appended.AppendPrintf("%s", expected.c_str()), ("ab" + expected).c_str());
             EXPECT_EQ(appended.AppendPrintf("%s", expected.c_str()), ("ab" + expected + expected).c_str());
-            EXPECT_STREQ(shared, "ab");
+            EXPECT_TRUE(shared == "ab" && appended.GetLength() <= appended.GetMaxLength()) << length;
         }
     }
     const int growths[][3] = {{11, 12, 19}, {0, 1024, 1027}, {0, 1025, 2051}, {3003, 3004, 6011}};
