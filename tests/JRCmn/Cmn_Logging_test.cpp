@@ -42,6 +42,10 @@ TEST(Cmn_Logging, WithoutSettingsTheDefaultsHold) {
 struct SettingsCase {
     const char* lines;
     uint64_t run, maxSizeKB, subRuns;
+
+    friend void PrintTo(const SettingsCase& c, std::ostream* out) {
+        *out << c.maxSizeKB << " KB, run " << c.run;
+    }
 };
 
 class Settings : public testing::TestWithParam<SettingsCase> {};

@@ -126,9 +126,7 @@ void (*const kOperations[])(Step&) = {
     [](Step& s) { s.t.Reserve(s.few); },
     [](Step& s) { s.t.SetLength(9).At(12) = s.t.First(), s.t.At(4) = s.c, s.m.resize(9, ' '), s.m[4] = s.c; },
     [](Step& s) { strcpy(s.t.AsArray(20), s.own.c_str()), s.t.UpdateLength(), s.m = s.own.c_str(); },
-    [](Step& s) {
-        s.t += "x", s.t.At(s.t.GetMaxLength()) = 1, s.t.UpdateLength(), s.m = (s.m + "x").c_str();
-    },
+    [](Step& s) { (s.t += "x").At(s.t.GetMaxLength()) = 1, s.t.UpdateLength(), s.m = (s.m + "x").c_str(); },
     [](Step& s) { s.t.Push(s.source, ',').Push(s.n), s.m += "," + s.from + "\r" + std::to_string(s.n); },
     PopField,
     [](Step& s) {

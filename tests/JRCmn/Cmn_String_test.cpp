@@ -29,7 +29,7 @@ const char* const kNull = nullptr;
 template <typename A, typename B>
 constexpr bool kCanAdd = std::is_invocable_v<std::plus<>, A, B>;
 static_assert(kCanAdd<Cmn_String, const char*> && !kCanAdd<Cmn_String, int> && !kCanAdd<int, Cmn_String> &&
-              !kCanAdd<char, Cmn_String> && !kCanAdd<Cmn_String, CodePage> && !kCanAdd<CodePage, Cmn_String>);
+              !kCanAdd<char, Cmn_String> && !kCanAdd<Cmn_String, decltype(Cmn_String::kAll)>);
 static_assert(!std::is_constructible_v<Cmn_String, void*> && !std::is_constructible_v<bool, Cmn_String> &&
               !std::is_convertible_v<int, Cmn_String> && std::is_nothrow_move_assignable_v<Cmn_String>);
 
