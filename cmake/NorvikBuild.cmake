@@ -14,10 +14,11 @@ target_compile_definitions(norvik_options INTERFACE WINVER=0x0A00 _WIN32_WINNT=0
 if(MSVC)
     target_compile_options(norvik_options INTERFACE /W4 /WX /utf-8 /permissive-)
 else()
-    # __FILE__ is the path in the project. DWARF 4 is the newest that the stack walk under Wine reads.
+    # __FILE__ and the paths in the debug information are those in the project, so that a build is the same wherever the
+    # tree lies. DWARF 4 is the newest that the stack walk under Wine reads.
     target_compile_options(norvik_options INTERFACE
         -Wall -Wextra -Werror -Wshadow -Wnon-virtual-dtor
-        "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=" -gdwarf-4)
+        "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=" -gdwarf-4)
     # Undefined behaviour and a container used out of range stop a debug program at the instruction.
     # There is no sanitizer run-time for this target, so the checks trap.
     target_compile_definitions(norvik_options INTERFACE $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
