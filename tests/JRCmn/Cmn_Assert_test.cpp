@@ -12,6 +12,7 @@
 #include "JRCmn/Internal/Cmn_RegistryCalls.h"
 #include "JRCmn/Internal/Cmn_Windows.h"
 #include "tests/support/FakeClock.h"
+#include "tests/support/TempFolder.h"
 #include "tests/support/TraceCapture.h"
 
 namespace {
@@ -206,6 +207,10 @@ TEST_F(Prompt, AlwaysIsRememberedForThePlace) {
 }
 
 TEST_F(Prompt, WithTheToggleADumpIsWrittenInsteadOfAQuestion) {
+    // A dump of all memory takes long under Wine; without a log folder it is only tried, and that is traced.
+    const TempFolder folder;
+    WriteWholeFile(folder.Path("file"), "x");
+    ::SetEnvironmentVariableA("NORVIKLIB_ROOT", folder.Path("file").c_str());
     NorvikLibInternal::SetFailureDumpToggle([] { return true; });
     EXPECT_FALSE(Cmn_Assert::FailedVerify("x", "f.cpp", 12));
     EXPECT_TRUE(sQuestion.title.IsEmpty());
