@@ -6,11 +6,11 @@
 #include <cstring>
 
 #include "IPC/IPC_Benaphore.h"
+#include "JRCmn/Cmn_Trace.h"
 #include "JRCmn/Internal/Cmn_DynamicLibrary.h"
+#include "JRCmn/Internal/Cmn_FaultGuard.h"
 #include "JRCmn/Internal/Cmn_Handle.h"
-
-// After the gate header, whose types it uses.
-#include <dbghelp.h>
+#include "JRCmn/Internal/Cmn_SymbolCalls.h"
 
 #if defined(__GNUG__)
 #include <cxxabi.h>
@@ -19,14 +19,6 @@
 using namespace NorvikLibInternal;
 
 namespace {
-
-DynamicFunction<decltype(&::SymInitialize)> gSymInitialize("dbghelp.dll", "SymInitialize");
-DynamicFunction<decltype(&::SymSetOptions)> gSymSetOptions("dbghelp.dll", "SymSetOptions");
-DynamicFunction<decltype(&::SymLoadModuleEx)> gSymLoadModuleEx("dbghelp.dll", "SymLoadModuleEx");
-DynamicFunction<decltype(&::SymUnloadModule64)> gSymUnloadModule64("dbghelp.dll", "SymUnloadModule64");
-DynamicFunction<decltype(&::SymFromAddr)> gSymFromAddr("dbghelp.dll", "SymFromAddr");
-DynamicFunction<decltype(&::SymGetLineFromAddr64)> gSymGetLineFromAddr64("dbghelp.dll",
-                                                                         "SymGetLineFromAddr64");
 
 std::atomic<DWORD> gHolder{0};  // ID of the thread that holds the symbol library
 
@@ -91,22 +83,45 @@ uint64_t ReadLinkBase(const Module& module, uint64_t otherwise) {
     return done ? headers.OptionalHeader.ImageBase : otherwise;
 }
 
-// A handle of our own, so that the program may use the symbol library for itself.
+// A handle of our own, so that the program may use the symbol library for itself. Not the initialiser of a
+// static: one that a fault has left would count as running for ever.
 HANDLE SymbolSession() {
-    static const HANDLE session = [] {
-        HANDLE process = nullptr;
-        const HANDLE self = ::GetCurrentProcess();
-        if (!::DuplicateHandle(self, self, self, &process, 0, FALSE, DUPLICATE_SAME_ACCESS)) return HANDLE{};
-        if (!gSymInitialize || !gSymSetOptions || !gSymLoadModuleEx || !gSymFromAddr) return HANDLE{};
-        // Only the program's folder is searched: no symbol server may be asked in the middle of a failure.
-        char folder[MAX_PATH] = "";
-        ::GetModuleFileNameA(nullptr, folder, MAX_PATH - 1);
-        if (char* const slash = std::strrchr(folder, '\\')) *slash = 0;
-        gSymSetOptions(SYMOPT_DEFERRED_LOADS | SYMOPT_LOAD_LINES | SYMOPT_UNDNAME |
-                       SYMOPT_FAIL_CRITICAL_ERRORS | SYMOPT_NO_PROMPTS);
-        return gSymInitialize(process, folder, FALSE) ? process : HANDLE{};
-    }();
+    static HANDLE session = nullptr;
+    static bool wasTried = false;
+    if (wasTried) return session;
+    wasTried = true;
+    HANDLE process = nullptr;
+    const HANDLE self = ::GetCurrentProcess();
+    const SymbolCalls& calls = GetSymbolCalls();
+    if (!calls.initialize || !calls.setOptions || !calls.loadModule || !calls.symbolAt) return nullptr;
+    if (!::DuplicateHandle(self, self, self, &process, 0, FALSE, DUPLICATE_SAME_ACCESS)) return nullptr;
+    // Only the program's folder is searched: no symbol server may be asked in the middle of a failure.
+    char folder[MAX_PATH] = "";
+    ::GetModuleFileNameA(nullptr, folder, MAX_PATH - 1);
+    if (char* const slash = std::strrchr(folder, '\\')) *slash = 0;
+    calls.setOptions(SYMOPT_DEFERRED_LOADS | SYMOPT_LOAD_LINES | SYMOPT_UNDNAME |
+                     SYMOPT_FAIL_CRITICAL_ERRORS | SYMOPT_NO_PROMPTS);
+    if (calls.initialize(process, folder, FALSE)) session = process;
     return session;
+}
+
+// What the symbol library reads is whatever the modules' files hold, and on some it faults. Its data are in
+// an unknown state after that, so it is not called again: frames go without names, the program goes on.
+bool gHasFaulted = false;  // read and set by the holder of the library
+std::atomic<unsigned long> gUntoldFault{0};
+
+bool CallSymbolLibrary(void (*function)(void*), void* argument) {
+    if (gHasFaulted) return false;
+    unsigned long code = 0;
+    if (CallGuarded(function, argument, &code)) return true;
+    gHasFaulted = true;
+    gUntoldFault = code;
+    return false;
+}
+
+void UnloadSymbols(void* module) {
+    const SymbolCalls& calls = GetSymbolCalls();
+    if (calls.unloadModule) calls.unloadModule(SymbolSession(), static_cast<Module*>(module)->base);
 }
 
 Module* ModuleAt(uint64_t address) {
@@ -126,7 +141,7 @@ Module* ModuleAt(uint64_t address) {
         module = &known;
     }
     if (!module) module = &gModules[gNextModule++ % kModules];
-    if (module->hasSymbols && gSymUnloadModule64) gSymUnloadModule64(SymbolSession(), module->base);
+    if (module->hasSymbols) CallSymbolLibrary(&UnloadSymbols, module);
     *module = Module{base, headers.FileHeader.TimeDateStamp, headers.OptionalHeader.SizeOfImage};
     if (!::GetModuleFileNameA(reinterpret_cast<HMODULE>(base), module->path, MAX_PATH - 1))
         module->path[0] = 0;
@@ -171,32 +186,60 @@ void CopySourcePath(char (&target)[size], const char* path) {
     }
 }
 
-void AddSymbols(FrameName& name, Module& module, uint64_t address) {
+struct SymbolQuery {
+    Module* module;
+    uint64_t address;
+    union {
+        char space[sizeof(SYMBOL_INFO) + 512];  // the name goes on behind the structure
+        SYMBOL_INFO symbol;
+    };
+    DWORD64 offset;
+    char source[sizeof FrameName::source];
+    unsigned line;
+};
+
+// Runs under the guard, so nothing in it waits for a destructor. The path is the library's memory: copied
+// here.
+void ReadSymbols(void* argument) {
+    SymbolQuery& query = *static_cast<SymbolQuery*>(argument);
+    Module& module = *query.module;
+    const SymbolCalls& calls = GetSymbolCalls();
     const HANDLE session = SymbolSession();
     if (!session) return;
     if (!module.hasSymbols) {
-        gSymLoadModuleEx(session, nullptr, module.path, nullptr, module.base, module.size, nullptr, 0);
+        calls.loadModule(session, nullptr, module.path, nullptr, module.base, module.size, nullptr, 0);
         module.hasSymbols = true;
     }
-    alignas(SYMBOL_INFO) char buffer[sizeof(SYMBOL_INFO) + 512] = {};
-    SYMBOL_INFO& symbol = *reinterpret_cast<SYMBOL_INFO*>(buffer);
-    symbol.SizeOfStruct = sizeof symbol;
-    symbol.MaxNameLen = sizeof buffer - sizeof symbol;
-    DWORD64 offset = 0;
-    if (!gSymFromAddr(session, address, &offset, &symbol)) return;
-    CopyFunctionName(name.function, symbol.Name);
-
+    query.symbol.SizeOfStruct = sizeof query.symbol;
+    query.symbol.MaxNameLen = sizeof query.space - sizeof query.symbol;
+    if (!calls.symbolAt(session, query.address, &query.offset, &query.symbol)) {
+        query.symbol.Name[0] = 0;
+        return;
+    }
     IMAGEHLP_LINE64 line = {};
     line.SizeOfStruct = sizeof line;
     DWORD lineOffset = 0;
-    if (gSymGetLineFromAddr64 && gSymGetLineFromAddr64(session, address, &lineOffset, &line)) {
-        CopySourcePath(name.source, line.FileName);
-        name.line = line.LineNumber;
+    if (calls.lineAt && calls.lineAt(session, query.address, &lineOffset, &line)) {
+        CopySourcePath(query.source, line.FileName);
+        query.line = line.LineNumber;
+    }
+}
+
+void AddSymbols(FrameName& name, Module& module, uint64_t address) {
+    GetSymbolCalls();  // loads the library, which is done without the guard: the loader holds a lock
+    SymbolQuery query = {};
+    query.module = &module;
+    query.address = address;
+    if (!CallSymbolLibrary(&ReadSymbols, &query) || !query.symbol.Name[0]) return;
+    CopyFunctionName(name.function, query.symbol.Name);
+    if (query.line) {
+        Copy(name.source, query.source);
+        name.line = query.line;
         return;
     }
     // Without a line the name may be that of the nearest exported function: how far away it is tells.
     const size_t length = std::strlen(name.function);
-    _snprintf(name.function + length, sizeof name.function - 1 - length, "+0x%I64x", offset);
+    _snprintf(name.function + length, sizeof name.function - 1 - length, "+0x%I64x", query.offset);
 }
 
 }  // namespace
@@ -215,15 +258,35 @@ DebugHelpLocker::~DebugHelpLocker() {
     Lock().Unlock();
 }
 
+SymbolCalls& GetSymbolCalls() {
+    static DynamicFunction<decltype(SymbolCalls::initialize)> initialize("dbghelp.dll", "SymInitialize");
+    static DynamicFunction<decltype(SymbolCalls::setOptions)> setOptions("dbghelp.dll", "SymSetOptions");
+    static DynamicFunction<decltype(SymbolCalls::loadModule)> loadModule("dbghelp.dll", "SymLoadModuleEx");
+    static DynamicFunction<decltype(SymbolCalls::unloadModule)> unload("dbghelp.dll", "SymUnloadModule64");
+    static DynamicFunction<decltype(SymbolCalls::symbolAt)> symbolAt("dbghelp.dll", "SymFromAddr");
+    static DynamicFunction<decltype(SymbolCalls::lineAt)> lineAt("dbghelp.dll", "SymGetLineFromAddr64");
+    static SymbolCalls calls = {initialize.Get(), setOptions.Get(), loadModule.Get(),
+                                unload.Get(),     symbolAt.Get(),   lineAt.Get()};
+    return calls;
+}
+
 FrameName NameFrame(uint64_t address, bool symbols) {
-    const DebugHelpLocker locker;
     FrameName name;
     name.offset = name.linkAddress = address;
-    if (Module* const module = ModuleAt(address)) {
-        Copy(name.module, module->path[0] ? module->Name() : "?");
-        name.offset = address - module->base;
-        name.linkAddress = module->linkBase + name.offset;
-        if (symbols && !locker.IsNested()) AddSymbols(name, *module, address);
+    {
+        const DebugHelpLocker locker;
+        if (Module* const module = ModuleAt(address)) {
+            Copy(name.module, module->path[0] ? module->Name() : "?");
+            name.offset = address - module->base;
+            name.linkAddress = module->linkBase + name.offset;
+            if (symbols && !locker.IsNested()) AddSymbols(name, *module, address);
+        }
+    }
+    // A trace takes locks of its own, so the library is given back first.
+    if (gUntoldFault) {
+        if (const unsigned long code = gUntoldFault.exchange(0))
+            Cmn_Trace("The symbol library has crashed (0x%08lX): stacks go without names from now on.\n",
+                      code);
     }
     return name;
 }

@@ -1,16 +1,17 @@
-#include <windows.h>
+#include "JRCmn/Internal/Cmn_SymbolCalls.h"
 
 #include <gmock/gmock.h>
 
 #include <cstring>
 #include <iterator>
 #include <sstream>
+#include <thread>
 
 #include "JRCmn/Cmn_Assert.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/TraceCapture.h"
 
-using testing::EndsWith, testing::HasSubstr, testing::StartsWith;
+using testing::EndsWith, testing::HasSubstr, testing::Not, testing::StartsWith;
 
 namespace {
 
@@ -159,4 +160,24 @@ TEST(Cmn_StackTrace, DamagedContextsEndInOneLine) {
     for (const uint64_t damage :
          {uint64_t{8}, uint64_t{0x7FFF'FFFF'0000}, uint64_t{1} << 63, ~uint64_t{0} - 0x1000})
         EXPECT_EQ(FramesWithFrameRegister(5'000, damage), 1u) << std::hex << damage;
+}
+
+TEST(Cmn_StackTrace, SymbolReaderThatFaultsCostsTheNamesAndNothingElse) {
+    static int reads = 0;
+    NorvikLibInternal::GetSymbolCalls().symbolAt = [](HANDLE, DWORD64, PDWORD64, PSYMBOL_INFO) -> BOOL {
+        return *reinterpret_cast<volatile int*>(uintptr_t{++reads * 0x10u});
+    };
+    std::vector<std::string> prints[2];
+    for (std::vector<std::string>& lines : prints) {
+        // From other threads: they would wait for ever for a lock that is left behind.
+        std::thread([] { PrintOuter(0, true); }).join();
+        lines = TakeTraces();
+    }
+    ASSERT_GE(prints[1].size(), 4u);
+    EXPECT_THAT(prints[0][0], StartsWith("The symbol library has crashed (0xC0000005)"));
+    prints[0].erase(prints[0].begin());  // said once
+    EXPECT_EQ(prints[0], prints[1]);
+    EXPECT_THAT(prints[1][0], AllOf(StartsWith("  #00 norvik_tests.exe+0x"), Not(HasSubstr("Print"))));
+    EXPECT_THAT(prints[1].back(), StartsWith("  Stack: norvik_tests.exe 0x"));
+    EXPECT_EQ(reads, 1);
 }
