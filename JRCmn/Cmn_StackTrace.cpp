@@ -63,13 +63,17 @@ private:
 
 }  // namespace
 
-void Cmn_Assert::PrintStackTrace(int skipFrames, const void* context, bool symbols) {
-    const LastErrorKeeper keeper;
-    const StackFrames frames = context ? WalkStack(*static_cast<const CONTEXT*>(context), skipFrames)
-                                       : WalkOwnStack(CMN_RETURN_ADDRESS(), skipFrames);
+void NorvikLibInternal::TraceStack(const StackFrames& frames, bool symbols) {
     for (int i = 0; symbols && i < frames.count; ++i)
         TraceFrame(i, frames.addresses[i]);
     AddressLine line;
     for (int i = 0; i < frames.count; ++i)
         line.Add(frames.addresses[i]);
+}
+
+void Cmn_Assert::PrintStackTrace(int skipFrames, const void* context, bool symbols) {
+    const LastErrorKeeper keeper;
+    const StackFrames frames = context ? WalkStack(*static_cast<const CONTEXT*>(context), skipFrames)
+                                       : WalkOwnStack(CMN_RETURN_ADDRESS(), skipFrames);
+    TraceStack(frames, symbols);
 }

@@ -66,4 +66,7 @@ StackFrames WalkStack(const CONTEXT& context, int skip);
 // innermost ones.
 StackFrames WalkOwnStack(const void* returnAddress, int skip);
 
+// As Cmn_Assert::PrintStackTrace, with frames that were walked before.
+void TraceStack(const StackFrames& frames, bool symbols);
+
 }  // namespace NorvikLibInternal

@@ -1,0 +1,87 @@
+#include "JRCmn/Internal/Cmn_ThreadStack.h"
+
+#include "IPC/IPC_Benaphore.h"
+#include "JRCmn/Cmn_Assert.h"
+#include "JRCmn/Cmn_Thread.h"
+#include "JRCmn/Cmn_Trace.h"
+#include "JRCmn/Internal/Cmn_LastError.h"
+#include "JRCmn/Internal/Cmn_ThreadCalls.h"
+
+using namespace NorvikLibInternal;
+
+namespace {
+
+constexpr DWORD kFailedCall = static_cast<DWORD>(-1);  // of SuspendThread and ResumeThread
+
+IPC_Benaphore& CaptureLock() {
+    static IPC_Benaphore& lock = *new IPC_Benaphore;
+    return lock;
+}
+
+void PrintStack(HANDLE thread, DWORD id) {
+    const char* const heading = "Stack trace of the thread %x:\n";
+    const LastErrorKeeper keeper;
+    if (id == ::GetCurrentThreadId()) {
+        Cmn_Trace(heading, static_cast<unsigned>(id));
+        Cmn_Assert::PrintStackTrace(0, nullptr, true);
+        return;
+    }
+    StackFrames frames;
+    if (!CaptureThread(thread, frames)) {
+        Cmn_Trace("Stack trace of the thread %x cannot be obtained.\n", static_cast<unsigned>(id));
+        return;
+    }
+    Cmn_Trace(heading, static_cast<unsigned>(id));
+    TraceStack(frames, true);
+}
+
+}  // namespace
+
+namespace NorvikLibInternal {
+
+bool CaptureThread(HANDLE thread, StackFrames& frames) {
+    const DWORD process = ::GetProcessIdOfThread(thread);
+    // The addresses of another process mean nothing here; and who suspends himself sleeps for ever.
+    if ((process && process != ::GetCurrentProcessId()) || ::GetThreadId(thread) == ::GetCurrentThreadId()) {
+        return false;
+    }
+    // All memory and all functions are at hand before the thread stops: it may hold the lock of the heap, of the log
+    // or of the loader. For the same reason nothing is said or looked up before it runs again.
+    StackSnapshot snapshot;
+    CONTEXT context = {};
+    context.ContextFlags = CONTEXT_FULL;
+    const ThreadCalls& calls = GetThreadCalls();
+    DWORD suspended = 0, resumed = 0;
+    bool isRead = false;
+    {
+        const IPC_BenaphoreLocker locker(CaptureLock());
+        suspended = calls.suspendThread(thread);
+        if (suspended != kFailedCall) {
+            isRead = calls.getContext(thread, &context);
+            if (isRead) snapshot.Take(context);
+            resumed = calls.resumeThread(thread);
+        }
+    }
+    if (suspended == kFailedCall) {
+        VerifyFailed("::SuspendThread(inThreadHandle) != (DWORD)-1", kThreadSource, 345);
+    } else if (resumed == kFailedCall) {
+        VerifyFailed("::ResumeThread(inThreadHandle) != (DWORD)-1", kThreadSource, 352);
+    }
+    if (isRead) frames = snapshot.Walk();
+    return isRead;
+}
+
+}  // namespace NorvikLibInternal
+
+void Cmn_Thread::PrintStackTrace(unsigned long threadID) {
+    const LastErrorKeeper keeper;
+    constexpr DWORD kFullAccess = 0x1FFFFF;
+    const KernelHandle thread(::OpenThread(kFullAccess, FALSE, threadID));
+    PrintStack(thread.Get(), threadID);
+}
+
+void Cmn_Thread::PrintStackTrace(void* thread) {
+    const LastErrorKeeper keeper;
+    const HANDLE handle = ToThreadHandle(thread);
+    PrintStack(handle, ::GetThreadId(handle));
+}

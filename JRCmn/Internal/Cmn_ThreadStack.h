@@ -1,0 +1,21 @@
+#pragma once
+
+// The stack of another thread.
+//
+//   StackFrames frames;
+//   if (CaptureThread(thread, frames)) TraceStack(frames, true);
+//
+// Threads:   any; captures wait for each other, because two threads that capture one another would both stay suspended
+// Ownership: none
+// Errors:    false, reported where the platform refuses, for a thread that has ended, of another process, or the caller
+//            itself
+// Units:     as StackFrames
+
+#include "JRCmn/Cmn_Export.h"
+#include "JRCmn/Internal/Cmn_StackWalk.h"
+
+namespace NorvikLibInternal {
+
+NORVIK_API bool CaptureThread(HANDLE thread, StackFrames& frames);
+
+}  // namespace NorvikLibInternal
