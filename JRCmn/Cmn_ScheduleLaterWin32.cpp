@@ -1,0 +1,104 @@
+#include "JRCmn/Cmn_ScheduleLaterWin32.h"
+
+#include <cstring>
+#include <utility>
+
+#include "JRCmn/Cmn_Assert.h"
+#include "JRCmn/IF_EventManager.h"
+#include "JRCmn/Internal/Cmn_JobQueue.h"
+
+using namespace NorvikLibInternal;
+
+Cmn_ScheduleLaterWin32::Cmn_ScheduleLaterWin32()
+    : mQueue(std::make_unique<JobQueue>()), mLeftOver(std::make_unique<JobBatch>()) {
+    if (gIF_EventManager) Register();
+}
+
+Cmn_ScheduleLaterWin32::~Cmn_ScheduleLaterWin32() {
+    if (mDestroyed) *mDestroyed = true;
+    if (mRegistered) {
+        if (IF_EventManager* const manager = gIF_EventManager) manager->UnregisterHandler(this);
+    }
+}
+
+bool Cmn_ScheduleLaterWin32::Register() {
+    mRegistered = gIF_EventManager->RegisterHandler(this, "");
+    return mRegistered;
+}
+
+void Cmn_ScheduleLaterWin32::ScheduleLater(std::function<void()> inJob, const char* name) {
+    // Without the lock: the others would have to wait for a system call.
+    if (Push(std::move(inJob), name ? name : "")) mWakeEvent.Set();
+}
+
+// Whether the loop must be woken.
+bool Cmn_ScheduleLaterWin32::Push(std::function<void()> inJob, const char* name) {
+    const IPC_BenaphoreLocker locker(mLock);
+    if (!mRegistered) {
+        if (!CMN_VERIFY_AT(46, gIF_EventManager)) return false;
+        Register();
+    }
+    if (!CMN_VERIFY_AT(53, inJob)) return false;
+    if (std::strcmp(mLastName.c_str(), name) != 0) mLastName = name;
+    return mQueue->Push({std::move(inJob), mLastName});
+}
+
+void Cmn_ScheduleLaterWin32::DiscardPendingJobs() {
+    JobBatch dropped = std::move(*mLeftOver);
+    mQueue->TakeAll(dropped);
+}
+
+void Cmn_ScheduleLaterWin32::RespondToEvent() {
+    ProcessAllPendingJobs();
+}
+
+Cmn_String Cmn_ScheduleLaterWin32::GetLastEventDescription() {
+    return mLastDescription.IsEmpty() ? Cmn_String("Cmn_ScheduleLater/no action") : mLastDescription;
+}
+
+void Cmn_ScheduleLaterWin32::ProcessAllPendingJobs() {
+    JobBatch jobs = std::move(*mLeftOver);
+    bool destroyed = false;
+    bool* const outerDestroyed = std::exchange(mDestroyed, &destroyed);
+    const auto leave = [&] {
+        if (!destroyed) {
+            mDestroyed = outerDestroyed;
+        } else if (outerDestroyed) {
+            *outerDestroyed = true;
+        }
+    };
+    try {
+        mQueue->TakeAll(jobs);
+        Describe(jobs);
+        mWakeEvent.Reset();
+        if (mQueue->HasMore()) mWakeEvent.Set();
+        for (Job job; !destroyed && jobs.Pop(job);)
+            job.function();
+    } catch (...) {
+        if (!destroyed) {
+            // Before what was left over by a batch that ran inside this one, and so was newer.
+            jobs.Append(std::move(*mLeftOver));
+            mLeftOver->Append(std::move(jobs));
+            mWakeEvent.Set();
+        }
+        leave();
+        throw;
+    }
+    leave();
+}
+
+// All names, in one text that is made at once: a burst may hold many thousands. A line of the log shows less than the limit
+// in any case.
+void Cmn_ScheduleLaterWin32::Describe(const JobBatch& jobs) {
+    constexpr int kLongest = 0x100000;
+    int length = 0;
+    jobs.ForEach([&](const Job& job) { return (length += job.name.GetLength() + 1) < kLongest; });
+    mLastDescription.Clear();
+    mLastDescription.Reserve(length);
+    bool isFirst = true;
+    jobs.ForEach([&](const Job& job) {
+        if (!std::exchange(isFirst, false)) mLastDescription.Append(";");
+        mLastDescription.Append(job.name);  // += would share the first name instead of using the room
+        return mLastDescription.GetLength() < kLongest;
+    });
+}

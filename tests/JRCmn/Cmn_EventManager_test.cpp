@@ -1,0 +1,440 @@
+#include "JRCmn/Cmn_EventManager.h"
+
+#include <gmock/gmock.h>
+
+#include <bit>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <random>
+
+#include "IPC/IPC_EventHandler.h"
+#include "JRCmn/Cmn_ScheduleLater.h"
+#include "JRCmn/Cmn_SimpleEventHandler.h"
+#include "JRCmn/Cmn_TimerService.h"
+#include "JRCmn/Internal/Cmn_Windows.h"
+#include "tests/support/EventLoop.h"
+#include "tests/support/FakeClock.h"
+#include "tests/support/TraceCapture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr unsigned kLimit = 20'000;
+
+// ---- Positions in the table of virtual functions ----------------------------------------------------------------
+
+// This compiler's pointer to a virtual member function holds its offset in the table, plus one. A destructor takes two
+// places.
+template <typename Pointer>
+int SlotOf(Pointer function) {
+    intptr_t offset;
+    std::memcpy(&offset, &function, sizeof offset);
+    return static_cast<int>((offset - 1) / static_cast<intptr_t>(sizeof(void*))) - 1;
+}
+
+template <typename Manager>
+void ExpectManagerSlots() {
+    EXPECT_EQ(SlotOf(&Manager::RegisterHandler), 1);
+    EXPECT_EQ(SlotOf(&Manager::UnregisterHandler), 2);
+    EXPECT_EQ(SlotOf(&Manager::EnableWatchdogThread), 3);
+    EXPECT_EQ(SlotOf(&Manager::Shutdown), 4);
+    EXPECT_EQ(SlotOf(&Manager::Stop), 5);
+    EXPECT_EQ(SlotOf<bool (Manager::*)(unsigned)>(&Manager::ProcessPendingMessagesAndEvents), 6);
+    EXPECT_EQ(SlotOf<bool (Manager::*)()>(&Manager::ProcessPendingMessagesAndEvents), 7);
+    EXPECT_EQ(SlotOf(&Manager::StartEventThread), 8);
+    EXPECT_EQ(SlotOf(&Manager::StopEventThread), 9);
+    EXPECT_EQ(SlotOf(&Manager::WaitForEventThread), 10);
+    EXPECT_EQ(SlotOf(&Manager::GetTimerService), 11);
+}
+
+TEST(VirtualTables, KeepTheOrderThatEarlierProgramsCallBy) {
+    ExpectManagerSlots<IF_EventManager>();
+    ExpectManagerSlots<Cmn_EventManager>();
+    EXPECT_EQ(SlotOf(&IF_EventHandler::GetEventToWaitOn), 1);
+    EXPECT_EQ(SlotOf(&IF_EventHandler::RespondToEvent), 2);
+    EXPECT_EQ(SlotOf(&IF_EventHandler::GetLastEventDescription), 3);
+    EXPECT_EQ(SlotOf(&Cmn_TimerService_IF::RegisterOneShotEvent), 1);
+    EXPECT_EQ(SlotOf(&Cmn_TimerService_IF::AbortEvent), 2);
+    EXPECT_EQ(SlotOf(&Cmn_ScheduleLater_IF::ScheduleLater), 1);
+    EXPECT_EQ(SlotOf(&Cmn_ScheduleLater_IF::DiscardPendingJobs), 2);
+}
+
+// ---- The table of handlers --------------------------------------------------------------------------------------
+
+TEST(EventManager, RefusesTheSixtyFourthHandlerAndThoseItCannotWaitFor) {
+    Cmn_EventManager manager;
+    TestHandler handlers[64];
+    struct : TestHandler {
+        void* GetEventToWaitOn() override { return nullptr; }
+    } withoutHandle;
+    EXPECT_FALSE(manager.RegisterHandler(nullptr, "none"));
+    EXPECT_THAT(TakeReports(),
+                ElementsAre(HasSubstr("inEventHandler && mHandlersCount < MAXIMUM_WAIT_OBJECTS - 1")));
+    EXPECT_FALSE(manager.RegisterHandler(&withoutHandle, "no handle"));
+    EXPECT_THAT(
+        TakeReports(),
+        ElementsAre(HasSubstr("(mEvents[mHandlersCount] = inEventHandler->GetEventToWaitOn()) != 0")));
+    for (int i = 0; i < 63; ++i)
+        ASSERT_TRUE(manager.RegisterHandler(&handlers[i], nullptr)) << i;
+    EXPECT_FALSE(manager.RegisterHandler(&handlers[63], "one too many"));
+    EXPECT_THAT(TakeReports(), ElementsAre(HasSubstr("MAXIMUM_WAIT_OBJECTS - 1")));
+    for (const TestHandler& handler : handlers)
+        handler.event.Set();
+    RunLoop(manager);
+    for (int i = 0; i < 64; ++i)
+        EXPECT_EQ(handlers[i].calls, i < 63) << i;
+    EXPECT_TRUE(manager.UnregisterHandler(&handlers[0]));
+    EXPECT_FALSE(manager.UnregisterHandler(&handlers[0]));
+    EXPECT_TRUE(manager.RegisterHandler(&handlers[63], "now there is room"));
+}
+
+TEST(EventManager, CallsTheEarliestRegisteredFirstAndLetsAStormStarveTheOthers) {
+    Cmn_EventManager manager;
+    std::string order;
+    TestHandler a([&] { order += 'a'; }), b([&] { order += 'b'; }), c([&] { order += 'c'; });
+    for (TestHandler* handler : {&a, &b, &c})
+        manager.RegisterHandler(handler, "");
+    manager.UnregisterHandler(&b);
+    for (TestHandler* handler : {&c, &b, &a})
+        handler->event.Set();
+    RunLoop(manager);
+    EXPECT_EQ(order, "ac");
+    TestHandler storm([&] { storm.event.Set(); });
+    manager.UnregisterHandler(&a);
+    manager.UnregisterHandler(&c);
+    manager.RegisterHandler(&storm, "");
+    manager.RegisterHandler(&a, "");
+    a.event.Set();
+    storm.event.Set();
+    for (int i = 0; i < 100; ++i)
+        manager.ProcessOneEvent(0);
+    EXPECT_EQ(storm.calls, 100);
+    EXPECT_EQ(a.calls, 1);
+}
+
+TEST(EventManager, DefaultManagerIsMadeOnceAndForgottenWithItself) {
+    ASSERT_TRUE(IF_EventManager::CreateDefaultEventManager());
+    IF_EventManager* const first = gIF_EventManager;
+    EXPECT_FALSE(IF_EventManager::CreateDefaultEventManager());
+    EXPECT_THAT(TakeReports(), ElementsAre(HasSubstr("gIF_EventManager == 0")));
+    EXPECT_EQ(gIF_EventManager, first);
+    { Cmn_EventManager other; }
+    EXPECT_EQ(gIF_EventManager, first);
+    first->EnableWatchdogThread(5, [](bool, void*) { return true; });
+    EXPECT_THAT(TakeReports(), ElementsAre(HasSubstr("!\"Not implemented\"")));
+    delete gIF_EventManager;
+    EXPECT_EQ(gIF_EventManager, nullptr);
+}
+
+TEST(EventManager, ShutDownItDoesNothingAnyMore) {
+    Cmn_EventManager manager;
+    TestHandler first, second;
+    manager.RegisterHandler(&first, "");
+    manager.RegisterHandler(&second, "");
+    manager.Shutdown();
+    first.event.Set();
+    EXPECT_FALSE(manager.RegisterHandler(&first, ""));
+    EXPECT_FALSE(manager.UnregisterHandler(&second));
+    EXPECT_FALSE(manager.ProcessOneEvent(0));
+    EXPECT_TRUE(manager.ProcessPendingMessagesAndEvents(2));
+    EXPECT_EQ(manager.WaitForMessageOrEvent(1, QS_ALLINPUT), kNoEvent);
+    EXPECT_EQ(first.calls, 0);
+}
+
+// ---- Handlers that take long, go away or throw ------------------------------------------------------------------
+
+TEST(EventManager, NamesAHandlerThatBlocksTheLoop) {
+    FakeClock clock;
+    Cmn_EventManager manager;
+    std::unique_ptr<TestHandler> handler;
+    enum { eStay, eUnregister, eDelete, eAllow } what = eStay;
+    const struct {
+        const char* name;
+        const char* description;
+        unsigned milliseconds;
+        decltype(what) does;
+        const char* line;  // "" for none
+    } cases[] = {
+        {"Fans", "", 2000, eStay, ""},
+        {"Fans", "", 2001, eStay, "Event handler Fans has blocked event loop for 2001 milliseconds.\n"},
+        {"Fans", "Fans/read", 70'000, eStay,
+         "Event handler Fans/read has blocked event loop for 70000 milliseconds.\n"},
+        {"Fans", "", 2001, eAllow, ""},
+        {"Fans", "untouched", 2001, eUnregister,
+         "Event handler Fans (just unregistered) has blocked event loop for 2001 milliseconds.\n"},
+        {"Fans", "untouched", 2001, eDelete,
+         "Event handler Fans (just unregistered) has blocked event loop for 2001 milliseconds.\n"},
+    };
+    for (const auto& c : cases) {
+        what = c.does;
+        handler = std::make_unique<TestHandler>([&] {
+            clock.Advance(c.milliseconds);
+            if (what == eAllow) manager.AllowCurrentHandlerToBlock();
+            if (what == eUnregister || what == eDelete) manager.UnregisterHandler(handler.get());
+            if (what == eDelete) handler.reset();
+        });
+        handler->description = c.description;
+        manager.RegisterHandler(handler.get(), c.name);
+        handler->event.Set();
+        TakeTraces();
+        EXPECT_TRUE(manager.ProcessOneEvent(0));
+        const auto lines = TakeTraces();
+        EXPECT_EQ(lines.empty() ? "" : lines.back(), c.line);
+        EXPECT_LE(lines.size(), 1u);
+        manager.UnregisterHandler(handler.get());
+    }
+    // Registered twice: the later registration goes first.
+    handler = std::make_unique<TestHandler>([&] { clock.Advance(3'000); });
+    manager.RegisterHandler(handler.get(), "first");
+    manager.RegisterHandler(handler.get(), "second");
+    manager.UnregisterHandler(handler.get());
+    handler->event.Set();
+    RunLoop(manager);
+    EXPECT_THAT(TakeTraces(), ElementsAre(HasSubstr("Event handler first has")));
+    manager.UnregisterHandler(handler.get());
+    EXPECT_FALSE(manager.UnregisterHandler(handler.get()));
+}
+
+// Handlers that come, go and process events at random. Every one checks that it is called only while it is registered,
+// and none that is registered is forgotten.
+TEST(EventManager, HandlersMayRegisterUnregisterDeleteAndPumpAsTheyLike) {
+    Cmn_EventManager manager;
+    std::map<int, std::unique_ptr<TestHandler>> alive;
+    std::mt19937 random(4711);
+    int number = 0, depth = 0, deepest = 0, deleted = 0;
+    const auto Choose = [&](unsigned below) { return static_cast<int>(random() % below); };
+    const auto Remove = [&](int id) {
+        const auto found = alive.find(id);
+        if (found == alive.end()) return;
+        EXPECT_TRUE(manager.UnregisterHandler(found->second.get()));
+        alive.erase(found);
+        ++deleted;
+    };
+    std::function<void()> add = [&] {
+        if (alive.size() >= 40) return;
+        const int id = ++number;
+        alive[id] = std::make_unique<TestHandler>([&, id] {
+            ASSERT_TRUE(alive.count(id)) << "called after it was unregistered";
+            switch (Choose(6)) {
+                case 0:
+                    add();
+                    break;
+                case 1:
+                    Remove(id);
+                    break;
+                case 2:
+                    Remove(id + Choose(20) - 10);
+                    break;
+                case 3:
+                    for (int i = id; i > id - 40; --i)
+                        Remove(i);
+                    break;
+                default:
+                    deepest = std::max(deepest, ++depth);
+                    if (depth < 20) manager.ProcessOneEvent(0);
+                    --depth;
+            }
+        });
+        EXPECT_TRUE(manager.RegisterHandler(alive[id].get(), "handler"));
+        alive[id]->event.Set();
+    };
+    for (int round = 0; round < 300; ++round) {
+        for (int i = 0; i < 8; ++i)
+            add();
+        for (auto& [id, handler] : alive)
+            if (Choose(3) == 0) handler->event.Set();
+        RunLoop(manager);
+        for (auto& [id, handler] : alive)
+            ASSERT_FALSE(handler->event.Wait(0)) << "a handler was left signalled";
+    }
+    EXPECT_GE(deepest, 3);
+    EXPECT_GT(deleted, 100);
+}
+
+TEST(EventManager, AThrowingHandlerLeavesTheLoopAsItWas) {
+    FakeClock clock;
+    DefaultManager manager;
+    const std::function<void()> ways[] = {
+        [&] { manager.ProcessOneEvent(0); },
+        [&] { manager.ProcessPendingMessagesAndEvents(2); },
+        [&] { manager.ProcessPendingMessagesAndEvents(); },
+        [&] { manager.WaitForMessageOrEvent(1, QS_ALLINPUT); },
+    };
+    bool throws = true;
+    TestHandler handler([&] {
+        clock.Advance(2'001);
+        if (!throws) return;
+        manager.UnregisterHandler(&handler);
+        throw std::runtime_error("broken");
+    });
+    for (const auto& process : ways) {
+        throws = true;
+        manager.RegisterHandler(&handler, "Broken");
+        handler.event.Set();
+        EXPECT_THROW(process(), std::runtime_error);
+        throws = false;
+        manager.RegisterHandler(&handler, "Broken");
+        handler.event.Set();
+        TakeTraces();
+        process();
+        // Neither in a call nor just unregistered.
+        EXPECT_THAT(TakeTraces(), ElementsAre(HasSubstr("Event handler Broken has blocked")));
+        manager.UnregisterHandler(&handler);
+    }
+    IPC_EventHandler empty(handler.event.GetHandle(), "Empty", nullptr);
+    handler.event.Set();
+    EXPECT_THROW(manager.ProcessOneEvent(0), std::bad_function_call);
+}
+
+// ---- Waits that fail ----------------------------------------------------------------------------------------------
+
+TEST(EventManager, AnAbandonedMutexIsServedAndAClosedHandleIsReportedUntilItGoes) {
+    Cmn_EventManager manager;
+    struct : IF_EventHandler {
+        void* GetEventToWaitOn() override { return handle; }
+        void RespondToEvent() override {
+            ::ReleaseMutex(handle);
+            manager->UnregisterHandler(this);
+        }
+        HANDLE handle = ::CreateMutexA(nullptr, FALSE, nullptr);
+        Cmn_EventManager* manager = nullptr;
+    } abandoned;
+    abandoned.manager = &manager;
+    TestHandler other;
+    manager.RegisterHandler(&other, "other");
+    manager.RegisterHandler(&abandoned, "abandoned");
+    std::function<long()> lock = [&] {
+        return static_cast<long>(::WaitForSingleObject(abandoned.handle, 0));
+    };
+    Cmn_Thread("Owner", eNormal, 0).Launch(lock);
+    EXPECT_EQ(manager.WaitForMessageOrEvent(1'000, QS_ALLINPUT), kHandlerEvent);
+    EXPECT_FALSE(manager.UnregisterHandler(&abandoned));
+
+    manager.RegisterHandler(&abandoned, "closed");
+    ::CloseHandle(abandoned.handle);
+    EXPECT_EQ(manager.WaitForMessageOrEvent(1'000, QS_ALLINPUT), kNoEvent);
+    EXPECT_THAT(TakeReports(), ElementsAre(HasSubstr("'false' failed in JRCmn\\Cmn_EventManager.cpp(124)")));
+    EXPECT_FALSE(manager.ProcessOneEvent(kLimit));
+    manager.UnregisterHandler(&abandoned);
+    other.event.Set();
+    EXPECT_TRUE(manager.ProcessOneEvent(1'000));
+    EXPECT_EQ(other.calls, 1);
+}
+
+TEST(EventManager, AnEventThreadWithNothingToWaitForLeavesTheProcessorToOthers) {
+    Cmn_EventManager manager;
+    ASSERT_TRUE(manager.StartEventThread(eNormal, nullptr));
+    FILETIME created, exited, kernel, user;
+    const auto Used = [&] {
+        ::GetProcessTimes(::GetCurrentProcess(), &created, &exited, &kernel, &user);
+        return (kernel.dwLowDateTime + user.dwLowDateTime) / 10'000;
+    };
+    const auto before = Used();
+    EXPECT_FALSE(manager.WaitForEventThread(1'000));
+    EXPECT_LT(Used() - before, 300u) << "milliseconds of processor time in a second";
+    manager.StopEventThread();
+    EXPECT_TRUE(manager.WaitForEventThread(kLimit));
+}
+
+// ---- Messages and the event thread ---------------------------------------------------------------------------------
+
+TEST(EventManager, ProcessesMessagesBesideEventsUntilTheQuitMessage) {
+    Cmn_EventManager manager;
+    static int sReceived = 0;
+    WNDCLASSA windowClass = {};
+    windowClass.lpszClassName = "NorvikTestWindow";
+    windowClass.lpfnWndProc = [](HWND window, UINT message, WPARAM w, LPARAM l) -> LRESULT {
+        sReceived += message == WM_APP;
+        return ::DefWindowProcA(window, message, w, l);
+    };
+    ::RegisterClassA(&windowClass);
+    const HWND window =
+        ::CreateWindowA("NorvikTestWindow", "", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
+    ASSERT_TRUE(window);
+    TestHandler handler([&] { ::PostMessageA(window, WM_APP, 0, 0); });
+    manager.RegisterHandler(&handler, "");
+    handler.event.Set();
+    EXPECT_TRUE(manager.ProcessPendingMessagesAndEvents(200));
+    EXPECT_EQ(sReceived, 1);
+    handler.event.Set();
+    ::PostMessageA(window, WM_APP, 0, 0);
+    EXPECT_TRUE(manager.ProcessPendingMessagesAndEvents());
+    EXPECT_EQ(sReceived, 3);
+    manager.Stop();
+    EXPECT_FALSE(manager.ProcessPendingMessagesAndEvents());
+    manager.Stop();
+    EXPECT_FALSE(manager.ProcessPendingMessagesAndEvents(200));
+    EXPECT_TRUE(manager.ProcessPendingMessagesAndEvents(2));
+    ::DestroyWindow(window);
+}
+
+TEST(EventManager, ItsThreadRunsHandlersUntilTheFirstEventAfterTheStop) {
+    Cmn_EventManager manager;
+    IPC_Event served;
+    unsigned startedOn = 0, calledOn = 0;
+    TestHandler handler([&] {
+        calledOn = Cmn_Thread::GetCurrentThreadID();
+        served.Set();
+    });
+    manager.RegisterHandler(&handler, "");
+    handler.event.Set();
+    ASSERT_TRUE(manager.StartEventThread(eHigh, [&] { startedOn = Cmn_Thread::GetCurrentThreadID(); }));
+    EXPECT_FALSE(manager.StartEventThread(eHigh, [] { FAIL(); }));
+    ASSERT_TRUE(served.Wait(kLimit));
+    EXPECT_EQ(startedOn, calledOn);
+    EXPECT_NE(calledOn, Cmn_Thread::GetCurrentThreadID());
+    TestHandler foreign;
+    EXPECT_TRUE(manager.RegisterHandler(&foreign, "from another thread"));
+    EXPECT_TRUE(
+        AnyContains(TakeTraces(), "mThread.GetID() == Cmn_Thread::GetCurrentThreadID()' check failed"));
+    manager.StopEventThread();
+    EXPECT_FALSE(manager.WaitForEventThread(20));
+    handler.event.Set();
+    EXPECT_TRUE(manager.WaitForEventThread(kLimit));
+    EXPECT_EQ(handler.calls, 1);
+    EXPECT_FALSE(manager.StartEventThread(eHigh, nullptr));
+}
+
+// ---- Ready-made handlers -------------------------------------------------------------------------------------------
+
+TEST(EventHandlers, CallTheirFunctionsAndMayDeleteThemselves) {
+    IPC_Event event;
+    int calls = 0;
+    {
+        IPC_EventHandler unregistered(event.GetHandle(), "Nobody", [] {});
+    }
+    EXPECT_THAT(TakeReports(),
+                ElementsAre(HasSubstr("'gIF_EventManager' failed in IPC\\IPC_EventHandler.cpp(27)")));
+    {
+        Cmn_SimpleEventHandler unregistered(
+            event.GetHandle(), [] {}, "Nobody");
+    }
+    EXPECT_THAT(TakeReports(),
+                ElementsAre(HasSubstr("'gIF_EventManager' failed in JRCmn\\Cmn_SimpleEventHandler.h(32)")));
+    DefaultManager manager;
+    event.Set();
+    {
+        Cmn_SimpleEventHandler simple(
+            event.GetHandle(), [&] { calls += 10; }, Cmn_String());
+        EXPECT_TRUE(manager.ProcessOneEvent(0));
+    }
+    EXPECT_FALSE(manager.ProcessOneEvent(0));
+    EXPECT_EQ(calls, 10);
+    auto* handler = new std::unique_ptr<IPC_EventHandler>;
+    const std::string text(100, 'x');
+    std::string seen;
+    handler->reset(new IPC_EventHandler(event.GetHandle(), "Once", [&, handler, text, n = 0]() mutable {
+        if (++n < 3) return;  // its state is kept between calls
+        delete handler;
+        seen = text;
+    }));
+    for (int i = 0; i < 5; ++i)
+        manager.ProcessOneEvent(0);
+    EXPECT_EQ(seen, text);
+    EXPECT_FALSE(manager.ProcessOneEvent(0));
+}
+
+}  // namespace

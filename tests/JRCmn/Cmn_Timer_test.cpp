@@ -1,0 +1,399 @@
+// Timers: the service on a recorded platform timer and a hand-advanced clock, the classes on top of it, and all of them
+// for real.
+
+#include "JRCmn/Cmn_Timer.h"
+
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "IPC/IPC_Timer.h"
+#include "JRCmn/Cmn_PeriodicTimer.h"
+#include "JRCmn/Cmn_Time.h"
+#include "JRCmn/Cmn_TimerService.h"
+#include "JRCmn/Internal/Cmn_TimerCalls.h"
+#include "JRCmn/Internal/Cmn_Windows.h"
+#include "tests/support/EventLoop.h"
+#include "tests/support/FakeClock.h"
+#include "tests/support/TraceCapture.h"
+
+namespace {
+
+using namespace NorvikLibInternal;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+// The platform timer is recorded, and fires when the test says so.
+class RecordedTimer {
+public:
+    struct Start {
+        unsigned delay, resolution, flags;
+        bool operator==(const Start&) const = default;
+    };
+
+    RecordedTimer() {
+        sInstance = this;
+        GetTimerCalls().start = [](unsigned delay, unsigned resolution, void* wakes, unsigned flags) {
+            RecordedTimer& self = *sInstance;
+            self.starts.push_back({delay, resolution, flags});
+            if (self.fails) return 0U;
+            EXPECT_FALSE(self.event) << "two platform timers at once";
+            self.event = wakes;
+            return ++self.lastID;
+        };
+        GetTimerCalls().kill = [](unsigned id) {
+            ++sInstance->kills;
+            if (id == sInstance->lastID) sInstance->event = nullptr;
+        };
+    }
+    ~RecordedTimer() { GetTimerCalls() = mReal; }
+
+    bool IsArmed() const { return event != nullptr; }
+    void Fire() { ::SetEvent(event); }
+    std::optional<unsigned> TakeDelay() {
+        if (starts.empty()) return std::nullopt;
+        const unsigned delay = starts.back().delay;
+        starts.clear();
+        return delay;
+    }
+
+    std::vector<Start> starts;
+    unsigned lastID = 0;
+    int kills = 0;
+    bool fails = false;
+    void* event = nullptr;
+
+private:
+    static inline RecordedTimer* sInstance = nullptr;
+    const TimerCalls mReal = GetTimerCalls();
+};
+
+class TimerServiceTest : public testing::Test {
+protected:
+    std::function<void()> Append(char c) {
+        return [this, c] { order += c; };
+    }
+    void FireAfter(unsigned milliseconds) {
+        clock.Advance(milliseconds);
+        platform.Fire();
+        RunLoop(manager);
+    }
+
+    FakeClock clock;
+    RecordedTimer platform;
+    DefaultManager manager;
+    Cmn_TimerService_IF& service = manager.GetTimerService();
+    std::string order;
+};
+
+TEST_F(TimerServiceTest, ArmsThePlatformTimerForTheEarliestEventOnly) {
+    const struct {
+        unsigned long long delay;
+        RecordedTimer::Start start;
+    } cases[] = {
+        {0, {1, 0, 16}},
+        {1, {1, 0, 16}},
+        {49, {49, 0, 16}},
+        {50, {50, 50, 16}},
+        {59'999, {59'999, 50, 16}},
+        {60'000, {60'000, 50, 16}},
+        {60'001, {60'000, 50, 16}},
+        {600'000, {60'000, 50, 16}},
+        {1ull << 63, {60'000, 50, 16}},
+        {~0ull, {60'000, 50, 16}},
+    };
+    for (const auto& c : cases) {
+        platform.starts.clear();
+        const int id = service.RegisterOneShotEvent(c.delay, Append('x'), "");
+        EXPECT_THAT(platform.starts, ElementsAre(c.start)) << c.delay;
+        EXPECT_TRUE(service.AbortEvent(id));
+        EXPECT_FALSE(platform.IsArmed());
+        EXPECT_FALSE(service.AbortEvent(id));
+    }
+    platform.starts.clear();
+    const int first = service.RegisterOneShotEvent(100, Append('a'), "");
+    const int second = service.RegisterOneShotEvent(200, Append('b'), "");
+    const int third = service.RegisterOneShotEvent(300, Append('c'), "");
+    EXPECT_EQ(second, first + 1);
+    EXPECT_EQ(platform.starts.size(), 1u);
+    EXPECT_TRUE(service.AbortEvent(third));
+    EXPECT_EQ(platform.starts.size(), 1u);
+    EXPECT_TRUE(service.AbortEvent(first));
+    EXPECT_EQ(platform.TakeDelay(), 200u);
+    service.RegisterOneShotEvent(199, Append('d'), "");
+    EXPECT_EQ(platform.TakeDelay(), 199u);
+    FireAfter(199);
+    EXPECT_EQ(order, "d");
+    EXPECT_EQ(platform.TakeDelay(), 1u);
+}
+
+TEST_F(TimerServiceTest, AnEventTenMinutesAwayIsApproachedInMinutes) {
+    service.RegisterOneShotEvent(600'000, Append('x'), "");
+    for (int minute = 0; minute < 10; ++minute) {
+        EXPECT_EQ(platform.TakeDelay(), 60'000u);
+        EXPECT_EQ(order, "");
+        FireAfter(60'000);
+    }
+    EXPECT_EQ(order, "x");
+    EXPECT_FALSE(platform.IsArmed());
+}
+
+TEST_F(TimerServiceTest, APassRunsWhatWasDueWhenItBegan) {
+    int later = 0;
+    service.RegisterOneShotEvent(20, Append('c'), "");
+    service.RegisterOneShotEvent(10, Append('a'), "");
+    service.RegisterOneShotEvent(
+        10,
+        [&] {
+            order += 'b';
+            EXPECT_TRUE(service.AbortEvent(later));  // due in this pass, and later than this one
+            service.RegisterOneShotEvent(0, Append('n'), "");
+        },
+        "");
+    later = service.RegisterOneShotEvent(15, Append('-'), "");
+    service.RegisterOneShotEvent(25, Append('e'), "");
+    service.RegisterOneShotEvent(31, Append('z'), "");
+    clock.Advance(30);
+    platform.Fire();
+    EXPECT_TRUE(manager.ProcessOneEvent(0));
+    EXPECT_EQ(order, "abce");
+    platform.Fire();
+    RunLoop(manager);
+    EXPECT_EQ(order, "abcen");
+    // A timer that fires early, as platform timers do, costs another one of a millisecond.
+    platform.Fire();
+    RunLoop(manager);
+    EXPECT_EQ(platform.starts.back().delay, 1u);
+    FireAfter(1);
+    EXPECT_EQ(order, "abcenz");
+}
+
+TEST_F(TimerServiceTest, WhatAThrowingFunctionLeavesBehindRunsInTheNextPass) {
+    service.RegisterOneShotEvent(10, Append('a'), "");
+    service.RegisterOneShotEvent(
+        10, [] { throw 7; }, "");
+    service.RegisterOneShotEvent(10, Append('b'), "");
+    service.RegisterOneShotEvent(11, Append('c'), "");
+    clock.Advance(11);
+    platform.Fire();
+    EXPECT_THROW(manager.ProcessOneEvent(0), int);
+    EXPECT_EQ(order, "a");
+    EXPECT_EQ(platform.starts.back().delay, 1u);
+    service.RegisterOneShotEvent(0, Append('d'), "");
+    platform.Fire();
+    RunLoop(manager);
+    EXPECT_EQ(order, "abcd");
+}
+
+TEST_F(TimerServiceTest, NamesTheFunctionThatBlocksTheLoop) {
+    service.RegisterOneShotEvent(
+        5, [] {}, "quick");
+    service.RegisterOneShotEvent(
+        6, [&] { clock.Advance(2'001); }, "Poll fans");
+    FireAfter(6);
+    EXPECT_THAT(TakeTraces(),
+                ElementsAre("Event handler Poll fans has blocked event loop for 2001 milliseconds.\n"));
+}
+
+TEST_F(TimerServiceTest, ReportsMisuseAndAPlatformWithoutTimers) {
+    EXPECT_EQ(service.RegisterOneShotEvent(5, nullptr, "empty"), 0);
+    EXPECT_THAT(TakeReports(),
+                ElementsAre(HasSubstr("'inCallable' failed in JRCmn\\Cmn_TimerServiceWin32.cpp(51)")));
+    EXPECT_FALSE(service.AbortEvent(0));
+    EXPECT_THAT(TakeReports(), ElementsAre(HasSubstr("'inTimerId != kInvalidID'")));
+    platform.fails = true;
+    TakeTraces();
+    EXPECT_NE(service.RegisterOneShotEvent(70, Append('a'), ""), 0);
+    const auto lines = TakeTraces();
+    EXPECT_TRUE(AnyContains(lines, "Cmn_TimerServiceWin32: timeSetEvent(70, 50) returned 0.\n"));
+    EXPECT_TRUE(AnyContains(lines, "'mTimerID != 0' failed in JRCmn\\Cmn_TimerServiceWin32.cpp(152)"));
+    platform.fails = false;
+    service.RegisterOneShotEvent(100, Append('b'), "");  // not the earliest, but a chance to arm the timer
+    FireAfter(100);
+    EXPECT_EQ(order, "ab");
+}
+
+// ---- Cmn_Timer, Cmn_PeriodicTimer ---------------------------------------------------------------------------------
+
+TEST_F(TimerServiceTest, ATimerKeepsOrMovesItsTimeWhenScheduledAgain) {
+    Cmn_Timer keeps(100, Append('k'), "keeps", Cmn_Timer::eKeepScheduled);
+    Cmn_Timer moves(100, Append('m'), "moves", Cmn_Timer::eReschedule);
+    Cmn_Timer odd(100, Append('o'), "odd", static_cast<Cmn_Timer::EAlreadyScheduledPolicy>(2));
+    std::unique_ptr<Cmn_Timer> gone(new Cmn_Timer(100, Append('-'), "gone", Cmn_Timer::eReschedule));
+    for (Cmn_Timer* timer : {&keeps, &moves, &odd, gone.get()})
+        timer->Schedule();
+    clock.Advance(60);
+    for (Cmn_Timer* timer : {&keeps, &moves, &odd})
+        timer->Schedule();
+    EXPECT_THAT(TakeReports(), ElementsAre(HasSubstr("'false' failed in JRCmn\\Cmn_Timer.cpp(53)")));
+    gone.reset();
+    FireAfter(40);
+    EXPECT_EQ(order, "k");
+    EXPECT_FALSE(keeps.IsScheduled());
+    EXPECT_TRUE(moves.IsScheduled());
+    keeps.AbortIfRunning();
+    odd.AbortIfRunning();
+    EXPECT_FALSE(odd.IsScheduled());
+    FireAfter(60);
+    EXPECT_EQ(order, "km");
+
+    keeps.SetTime(0);
+    EXPECT_THAT(TakeReports(), ElementsAre(HasSubstr("'inMS != 0' failed in JRCmn\\Cmn_Timer.cpp(82)")));
+    keeps.Schedule();
+    EXPECT_EQ(platform.TakeDelay(), 100u);
+    keeps.SetTime(30);
+    EXPECT_THAT(TakeReports(), ElementsAre(HasSubstr("'mID == Cmn_TimerService_IF::kInvalidID'")));
+    keeps.AbortIfRunning();
+    keeps.Schedule();
+    EXPECT_EQ(platform.TakeDelay(), 30u);
+    Cmn_Timer zero(0, Append('0'), "zero", Cmn_Timer::eReschedule);
+    zero.Schedule();
+    EXPECT_THAT(TakeReports(), ElementsAre(HasSubstr("'mMS != 0' failed in JRCmn\\Cmn_Timer.cpp(39)")));
+    FireAfter(1);
+    EXPECT_EQ(order, "km0");
+}
+
+TEST_F(TimerServiceTest, TimersMayScheduleStopAndDeleteThemselvesInTheirFunctions) {
+    std::unique_ptr<Cmn_Timer> timer;
+    std::unique_ptr<Cmn_PeriodicTimer> periodic;
+    const std::string text(100, 'x');
+    timer.reset(new Cmn_Timer(
+        10,
+        [&, text, n = 0]() mutable {
+            EXPECT_FALSE(timer->IsScheduled());
+            if (++n < 3) return timer->Schedule();
+            timer.reset();
+            order += text[99];
+        },
+        "self", Cmn_Timer::eReschedule));
+    periodic.reset(new Cmn_PeriodicTimer(
+        [&, text, n = 0]() mutable {
+            EXPECT_TRUE(periodic->IsStarted());
+            clock.Advance(5);  // the next period began before
+            if (++n < 4) return;
+            periodic.reset();
+            order += text[99];
+        },
+        "periodic"));
+    timer->Schedule();
+    for (int i = 0; i < 3; ++i)
+        FireAfter(10);
+    EXPECT_EQ(order, "x");
+    periodic->Start(20);
+    periodic->Start(40);
+    EXPECT_THAT(TakeReports(),
+                ElementsAre(HasSubstr("'!IsScheduled()' failed in JRCmn\\Cmn_PeriodicTimer.cpp(29)")));
+    FireAfter(40);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(platform.starts.back().delay, 35u);
+        FireAfter(35);
+    }
+    EXPECT_EQ(order, "xx");
+    EXPECT_FALSE(platform.IsArmed());
+    Cmn_PeriodicTimer idle([] {}, "idle");
+    idle.Stop();
+    EXPECT_THAT(TakeReports(),
+                ElementsAre(HasSubstr("'IsScheduled()' failed in JRCmn\\Cmn_PeriodicTimer.cpp(38)")));
+}
+
+// ---- The front end -----------------------------------------------------------------------------------------------------
+
+TEST(TimerService, TakesAnOverrideOnlyBeforeTimersAreUsed) {
+    struct Fake : Cmn_TimerService_IF {
+        explicit Fake(int id) : mID(id) {}
+        int RegisterOneShotEvent(unsigned long long, std::function<void()>, const Cmn_String&) override {
+            return mID;
+        }
+        bool AbortEvent(const int& id) override { return id == mID; }
+        int mID;
+    };
+    EXPECT_EQ(Cmn_TimerService::RegisterOneShotEvent(
+                  1, [] {}, ""),
+              0);
+    EXPECT_THAT(TakeReports(), ElementsAre(HasSubstr("'service' failed in JRCmn\\Cmn_TimerService.cpp(48)")));
+    EXPECT_FALSE(Cmn_TimerService::AbortEvent(7));
+    Cmn_TimerService::OverrideTimerService(std::make_unique<Fake>(7));
+    Cmn_TimerService::OverrideTimerService(std::make_unique<Fake>(8));
+    EXPECT_EQ(Cmn_TimerService::RegisterOneShotEvent(
+                  1, [] {}, ""),
+              8);
+    EXPECT_TRUE(Cmn_TimerService::AbortEvent(8));
+    std::unique_ptr<Cmn_TimerService_IF> late = std::make_unique<Fake>(9);
+    Cmn_TimerService::OverrideTimerService(std::move(late));
+    EXPECT_THAT(TakeReports(), ElementsAre(HasSubstr("'!sTimersInUse'")));
+    EXPECT_TRUE(late);
+}
+
+// ---- For real ------------------------------------------------------------------------------------------------------------
+
+TEST(RealTimers, FireInOrderAndNotBeforeTheirTime) {
+    DefaultManager manager;
+    std::vector<unsigned> fired;
+    const uint64_t start = Cmn_Time::GetInMilliseconds();
+    for (const unsigned delay : {30u, 1u, 5u, 120u, 30u})
+        Cmn_TimerService::RegisterOneShotEvent(
+            delay,
+            [&, delay] {
+                EXPECT_GE(Cmn_Time::GetInMilliseconds() - start, delay);
+                fired.push_back(delay);
+            },
+            "");
+    while (fired.size() < 5)
+        ASSERT_TRUE(manager.ProcessOneEvent(20'000));
+    EXPECT_THAT(fired, ElementsAre(1, 5, 30, 30, 120));
+}
+
+TEST(RealTimers, APlatformTimerPulsesUntilThereAreTooMany) {
+    DefaultManager manager;
+    int calls = 0;
+    const auto Count = [](void* number) { ++*static_cast<int*>(number); };
+    TestHandler target;
+    {
+        IPC_Timer timer(5, "Blink", Count, &calls);
+        IPC_Timer forwards(5, &target);
+        for (int i = 0; i < 20; ++i)
+            EXPECT_TRUE(manager.ProcessOneEvent(20'000));
+        EXPECT_EQ(calls + target.calls, 20);
+        EXPECT_GT(target.calls, 0);
+    }
+    EXPECT_FALSE(manager.ProcessOneEvent(0));
+    std::vector<std::unique_ptr<IPC_Timer>> timers;
+    std::vector<std::string> reports;
+    while (reports.empty() && timers.size() < 17) {
+        timers.push_back(std::make_unique<IPC_Timer>(1'000, "Many", Count, &calls));
+        reports = TakeReports();
+    }
+    EXPECT_GE(timers.size(), 16u);
+    EXPECT_THAT(reports, ElementsAre(HasSubstr("'mTimerID != 0' failed in IPC\\IPC_Timer.cpp(114)")));
+    EXPECT_FALSE(manager.UnregisterHandler(timers.back().get()));
+}
+
+TEST_F(TimerServiceTest, ACopyOfAPlatformTimerSharesItAndEndsItOnce) {
+    int calls = 0;
+    const auto Count = [](void* number) { ++*static_cast<int*>(number); };
+    {
+        IPC_Timer original(500, "Blink", Count, &calls);
+        EXPECT_THAT(platform.starts, ElementsAre(RecordedTimer::Start{500, 0, 33}));
+        platform.event = nullptr;
+        IPC_Timer other(700, "Other", Count, &calls);
+        other = original;
+        EXPECT_EQ(platform.kills, 1);
+        {
+            IPC_Timer copy(original);
+            EXPECT_FALSE(manager.UnregisterHandler(&copy));
+            copy.Set();  // the same event
+            EXPECT_TRUE(original.Wait(0));
+            copy.RespondToEvent();
+            EXPECT_STREQ(copy.GetLastEventDescription(), "Blink");
+        }
+        EXPECT_EQ(platform.kills, 2);
+        EXPECT_FALSE(manager.UnregisterHandler(&other));
+        EXPECT_EQ(calls, 1);
+    }
+    EXPECT_EQ(platform.kills, 2);
+}
+
+}  // namespace
