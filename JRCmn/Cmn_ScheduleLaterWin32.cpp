@@ -32,15 +32,14 @@ void Cmn_ScheduleLaterWin32::ScheduleLater(std::function<void()> inJob, const ch
 }
 
 // Whether the loop must be woken.
-bool Cmn_ScheduleLaterWin32::Push(std::function<void()> inJob, const char* name) {
+bool Cmn_ScheduleLaterWin32::Push(std::function<void()>&& inJob, const char* name) {
     const IPC_BenaphoreLocker locker(mLock);
     if (!mRegistered) {
         if (!CMN_VERIFY_AT(46, gIF_EventManager)) return false;
         Register();
     }
     if (!CMN_VERIFY_AT(53, inJob)) return false;
-    if (std::strcmp(mLastName.c_str(), name) != 0) mLastName = name;
-    return mQueue->Push({std::move(inJob), mLastName});
+    return mQueue->Push(std::move(inJob), name);
 }
 
 void Cmn_ScheduleLaterWin32::DiscardPendingJobs() {
@@ -72,8 +71,8 @@ void Cmn_ScheduleLaterWin32::ProcessAllPendingJobs() {
         Describe(jobs);
         mWakeEvent.Reset();
         if (mQueue->HasMore()) mWakeEvent.Set();
-        for (Job job; !destroyed && jobs.Pop(job);)
-            job.function();
+        while (!destroyed && !jobs.IsEmpty())
+            jobs.Pop()();
     } catch (...) {
         if (!destroyed) {
             // Before what was left over by a batch that ran inside this one, and so was newer.
@@ -92,13 +91,17 @@ void Cmn_ScheduleLaterWin32::ProcessAllPendingJobs() {
 void Cmn_ScheduleLaterWin32::Describe(const JobBatch& jobs) {
     constexpr int kLongest = 0x100000;
     int length = 0;
-    jobs.ForEach([&](const Job& job) { return (length += job.name.GetLength() + 1) < kLongest; });
+    jobs.ForEachName([&](const Cmn_String& name) { return (length += name.GetLength() + 1) < kLongest; });
     mLastDescription.Clear();
-    mLastDescription.Reserve(length);
-    bool isFirst = true;
-    jobs.ForEach([&](const Job& job) {
-        if (!std::exchange(isFirst, false)) mLastDescription.Append(";");
-        mLastDescription.Append(job.name);  // += would share the first name instead of using the room
-        return mLastDescription.GetLength() < kLongest;
+    if (length == 0) return;
+    char* const start = mLastDescription.AsArray(length);
+    char* end = start;
+    jobs.ForEachName([&](const Cmn_String& name) {
+        std::memcpy(end, name.c_str(), static_cast<size_t>(name.GetLength()));
+        end += name.GetLength();
+        *end++ = ';';
+        return end - start < length;
     });
+    end[-1] = 0;
+    mLastDescription.UpdateLength();
 }

@@ -37,7 +37,7 @@ private:
     void RespondToEvent() override;
     Cmn_String GetLastEventDescription() override;
 
-    bool Push(std::function<void()> inJob, const char* name);
+    bool Push(std::function<void()>&& inJob, const char* name);
     void ProcessAllPendingJobs();
     void Describe(const NorvikLibInternal::JobBatch& jobs);
     bool Register();
@@ -46,8 +46,7 @@ private:
     IPC_Event mWakeEvent;
     Cmn_String mLastDescription;
     bool mRegistered = false;
-    Cmn_String mLastName;  // of the job put in last: the next one often shares it
-    IPC_Benaphore mLock;   // held by those who put jobs in, never by the one who takes them out
+    IPC_Benaphore mLock;  // held by those who put jobs in, never by the one who takes them out
     // The manager's thread only:
     const std::unique_ptr<NorvikLibInternal::JobBatch> mLeftOver;  // of a batch in which a job threw
     bool* mDestroyed = nullptr;                                    // of the batch that is running

@@ -29,13 +29,18 @@ uint64_t WallMilliseconds() {
 // What the clocks said at the start. Both monotonic clocks are tied to the wall clock here and only here.
 struct Origin {
     uint64_t wall = WallMilliseconds();
-    uint64_t count = PerformanceCount();
     uint64_t tick = ::GetTickCount64();
     uint64_t countsPerSecond = [] {
         LARGE_INTEGER frequency;
         ::QueryPerformanceFrequency(&frequency);
         return static_cast<uint64_t>(frequency.QuadPart);
     }();
+    // In whole milliseconds of the counter, so that this clock goes on at the same moments as the platform's timers: one
+    // that fires on the millisecond does not find this clock still a fraction behind.
+    uint64_t counter = ToMilliseconds(PerformanceCount());
+
+    // The count of a 10 MHz counter times 1000 fits 64 bits for 58 years.
+    uint64_t ToMilliseconds(uint64_t count) const { return count * 1000 / countsPerSecond; }
 };
 
 const Origin& GetOrigin() {
@@ -55,8 +60,7 @@ uint64_t ClockMilliseconds() {
         return gLastReading.load(std::memory_order_relaxed);
     }
     const Origin& origin = GetOrigin();
-    // The count of a 10 MHz counter times 1000 fits 64 bits for 58 years.
-    const uint64_t now = origin.wall + (PerformanceCount() - origin.count) * 1000 / origin.countsPerSecond;
+    const uint64_t now = origin.wall + origin.ToMilliseconds(PerformanceCount()) - origin.counter;
     // Threads that read at the same time may get here in any order: the last reading never goes back.
     uint64_t last = gLastReading.load(std::memory_order_relaxed);
     while (last < now && !gLastReading.compare_exchange_weak(last, now, std::memory_order_relaxed)) {

@@ -3,8 +3,9 @@
 // A queue of jobs that one side fills under its own lock, and the other empties without any. It also knows when the
 // emptying side must be woken: once for a burst, not once for a job. Pure.
 //
-//   filling:   { lock; wake = queue.Push({function, name}); }  if (wake) event.Set();
-//   emptying:  queue.TakeAll(batch); event.Reset(); if (queue.HasMore()) event.Set(); while (batch.Pop(job)) ...
+//   filling:   { lock; wake = queue.Push(std::move(function), name); }  if (wake) event.Set();
+//   emptying:  queue.TakeAll(batch); event.Reset(); if (queue.HasMore()) event.Set();
+//              while (!batch.IsEmpty()) batch.Pop()();
 //
 // Threads:   Push one thread at a time, TakeAll and HasMore one thread at a time, both sides at once
 // Ownership: owns the jobs until they are taken. Memory comes in chunks of fifty jobs, which a batch takes over as they are:
@@ -13,25 +14,63 @@
 // Units:     none
 
 #include <atomic>
+#include <cstring>
 #include <functional>
+#include <memory>
 #include <utility>
 
 #include "JRCmn/Cmn_String.h"
 
 namespace NorvikLibInternal {
 
-struct Job {
-    std::function<void()> function;
-    Cmn_String name;
-};
+// Names are there for a description of many jobs at once, and mostly the same for jobs in a row: such share one.
+class JobChunk {
+public:
+    using Job = std::function<void()>;
 
-struct JobChunk {
+    // ---- The filling side.
+    // False when it is full. `name` is a text of either kind; a Cmn_String is shared.
+    template <typename Name>
+    bool Add(Job&& job, const Name& name) {
+        if (mAdded == kJobs) return false;
+        if (mNames == 0 || std::strcmp(mName[mNames - 1], name) != 0) {
+            mName[mNames] = name;
+            ++mNames;
+        }
+        mNameOf[mAdded] = static_cast<unsigned char>(mNames - 1);
+        mJobs[mAdded] = std::move(job);
+        mCount.store(++mAdded, std::memory_order_release);
+        return true;
+    }
+    void SetNext(JobChunk* next) { mNext.store(next, std::memory_order_release); }
+
+    // ---- The emptying side.
+    JobChunk* Next() const { return mNext.load(std::memory_order_acquire); }
+    bool IsEmpty() const { return mTaken == mCount.load(std::memory_order_acquire); }
+    Job Pop() { return std::exchange(mJobs[mTaken++], nullptr); }
+    template <typename Visit>
+    bool ForEachName(Visit visit) const {
+        const unsigned count = mCount.load(std::memory_order_acquire);
+        for (unsigned i = mTaken; i < count; ++i)
+            if (!visit(mName[mNameOf[i]])) return false;
+        return true;
+    }
+    void MoveTo(JobChunk& other) {
+        for (unsigned i = mTaken, count = mCount.load(std::memory_order_acquire); i < count; ++i)
+            other.Add(Pop(), mName[mNameOf[i]]);
+    }
+
+private:
     static constexpr unsigned kJobs = 50;
 
-    std::atomic<unsigned> count{0};  // written by the filling side
-    unsigned taken = 0;              // by the emptying side
-    std::atomic<JobChunk*> next{nullptr};
-    Job jobs[kJobs];
+    std::atomic<unsigned> mCount{0};
+    std::atomic<JobChunk*> mNext{nullptr};
+    unsigned mAdded = 0;  // the filling side's own count
+    unsigned mNames = 0;
+    unsigned mTaken = 0;
+    unsigned char mNameOf[kJobs];
+    Job mJobs[kJobs];
+    Cmn_String mName[kJobs];
 };
 
 // Jobs that were taken, oldest first.
@@ -45,47 +84,45 @@ public:
             DropFirst();
     }
 
-    bool Pop(Job& outJob) {
-        while (mFirst && mFirst->taken == mFirst->count)
+    bool IsEmpty() {
+        while (mFirst && mFirst->IsEmpty())
             DropFirst();
-        if (!mFirst) return false;
-        outJob = std::exchange(mFirst->jobs[mFirst->taken++], {});
-        return true;
+        return mFirst == nullptr;
     }
 
-    // Calls `visit` with each job until it returns false.
+    // Of a batch that is not empty.
+    JobChunk::Job Pop() { return mFirst->Pop(); }
+
+    // Calls `visit` with the name of each job until it returns false.
     template <typename Visit>
-    void ForEach(Visit visit) const {
-        for (const JobChunk* chunk = mFirst; chunk; chunk = chunk->next) {
-            for (unsigned i = chunk->taken; i < chunk->count; ++i)
-                if (!visit(chunk->jobs[i])) return;
-        }
+    void ForEachName(Visit visit) const {
+        const JobChunk* chunk = mFirst;
+        while (chunk && chunk->ForEachName(visit))
+            chunk = chunk->Next();
     }
 
     // Puts the other's jobs behind these.
     void Append(JobBatch&& other) {
         if (!other.mFirst) return;
-        JobChunk* const chunks = std::exchange(other.mFirst, nullptr);
-        if (mFirst) {
-            mLast->next = chunks;
-        } else {
-            mFirst = chunks;
-        }
+        Link(std::exchange(other.mFirst, nullptr));
         mLast = other.mLast;
     }
 
     void Append(JobChunk* chunk) {
-        chunk->next = nullptr;
-        if (mFirst) {
-            mLast->next = chunk;
-        } else {
-            mFirst = chunk;
-        }
+        chunk->SetNext(nullptr);
+        Link(chunk);
         mLast = chunk;
     }
 
 private:
-    void DropFirst() { delete std::exchange(mFirst, mFirst->next.load()); }
+    void Link(JobChunk* chunk) {
+        if (mFirst) {
+            mLast->SetNext(chunk);
+        } else {
+            mFirst = chunk;
+        }
+    }
+    void DropFirst() { delete std::exchange(mFirst, mFirst->Next()); }
 
     JobChunk* mFirst = nullptr;
     JobChunk* mLast = nullptr;  // only while there is a first
@@ -96,53 +133,45 @@ public:
     JobQueue() = default;
     ~JobQueue() {
         while (mHead)
-            delete std::exchange(mHead, mHead->next.load());
+            delete std::exchange(mHead, mHead->Next());
     }
     JobQueue(const JobQueue&) = delete;
     JobQueue& operator=(const JobQueue&) = delete;
 
     // Whether to wake the other side.
-    bool Push(Job job) {
-        if (mTailCount == JobChunk::kJobs) {
-            JobChunk* const chunk = new JobChunk;
-            mTail->next.store(chunk, std::memory_order_release);
-            mTail = chunk;
-            mTailCount = 0;
+    bool Push(JobChunk::Job&& job, const char* name) {
+        if (!mTail->Add(std::move(job), name)) {
+            auto chunk = std::make_unique<JobChunk>();
+            chunk->Add(std::move(job), name);
+            mTail->SetNext(chunk.get());
+            mTail = chunk.release();
         }
-        mTail->jobs[mTailCount] = std::move(job);
-        mTail->count.store(++mTailCount, std::memory_order_release);
         return !mWoken.exchange(true, std::memory_order_acq_rel);
     }
 
     // Appends all jobs.
     void TakeAll(JobBatch& ioBatch) {
         // A chunk that has a successor is full, and the filling side is done with it.
-        while (JobChunk* const next = mHead->next.load(std::memory_order_acquire))
+        while (JobChunk* const next = mHead->Next())
             ioBatch.Append(std::exchange(mHead, next));
-        const unsigned count = mHead->count.load(std::memory_order_acquire);
-        if (count == mHead->taken) return;
+        if (mHead->IsEmpty()) return;
         JobChunk* const rest = new JobChunk;
-        while (mHead->taken < count) {
-            rest->jobs[rest->count] = std::exchange(mHead->jobs[mHead->taken++], {});
-            ++rest->count;
-        }
         ioBatch.Append(rest);
+        mHead->MoveTo(*rest);
     }
 
     // To be asked after the signal that wakes this side was reset: whether jobs came since, so that it must be set again. A
     // job that comes after this question wakes by itself.
     bool HasMore() {
         mWoken.exchange(false, std::memory_order_acq_rel);
-        const bool more = mHead->count.load(std::memory_order_acquire) > mHead->taken ||
-                          mHead->next.load(std::memory_order_acquire) != nullptr;
+        const bool more = !mHead->IsEmpty() || mHead->Next();
         return more && !mWoken.exchange(true, std::memory_order_acq_rel);
     }
 
 private:
     std::atomic<bool> mWoken{false};  // since HasMore was last asked
     JobChunk* mTail = new JobChunk;   // the filling side's
-    unsigned mTailCount = 0;
-    JobChunk* mHead = mTail;  // the emptying side's
+    JobChunk* mHead = mTail;          // the emptying side's
 };
 
 }  // namespace NorvikLibInternal

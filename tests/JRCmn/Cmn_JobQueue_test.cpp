@@ -27,7 +27,7 @@ TEST(JobQueue, NoJobWaitsForAWakeUpThatDoesNotCome) {
                 bool wake;
                 {
                     const IPC_BenaphoreLocker locker(lock);
-                    wake = queue.Push({[&, t, i] { ran += next[t]++ == i; }, "job"});
+                    wake = queue.Push([&, t, i] { ran += next[t]++ == i; }, i % 7 ? "job" : "other");
                 }
                 if (wake) event = true;
             }
@@ -42,8 +42,11 @@ TEST(JobQueue, NoJobWaitsForAWakeUpThatDoesNotCome) {
         queue.TakeAll(jobs);
         event = false;
         if (queue.HasMore()) event = true;
-        for (Job job; jobs.Pop(job);)
-            job.function();
+        int names = 0;
+        jobs.ForEachName([&](const Cmn_String& name) { return names += name.GetLength() > 2; });
+        for (; !jobs.IsEmpty(); --names)
+            jobs.Pop()();
+        ASSERT_EQ(names, 0);
     }
     EXPECT_EQ(ran, kThreads * kJobs) << "jobs that ran in their thread's order";
     for (std::thread& thread : threads)
