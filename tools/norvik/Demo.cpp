@@ -1,5 +1,4 @@
-// The tour: each step does something that a program would do, looks at what came of it, and says so in plain
-// words.
+// The tour through the library, step by step (DemoSteps.h).
 
 #include <algorithm>
 #include <chrono>
@@ -17,6 +16,7 @@
 #include "JRCmn/Cmn_String.h"
 #include "JRCmn/Cmn_Time.h"
 #include "JRCmn/Cmn_Trace.h"
+#include "tools/norvik/DemoSteps.h"
 #include "tools/norvik/Verb.h"
 
 namespace NorvikTool {
@@ -30,6 +30,8 @@ std::string LogText() {
     return std::string(text.View());
 }
 
+}  // namespace
+
 int CountInLog(const std::string& what) {
     const std::string text = LogText();
     int count = 0;
@@ -42,6 +44,8 @@ bool Say(bool ok, const std::string& what) {
     Print((ok ? "  ok      " : "  FAILED  ") + what + "\n");
     return ok;
 }
+
+namespace {
 
 bool StartRun() {
     Cmn_Logging& logging = Cmn_Logging::GetInstance();
@@ -186,6 +190,9 @@ constexpr Step cSteps[] = {
     {"A failure with its context", &FailWithContext},
     {"Failures of many threads", &FailOnManyThreads},
     {"The lock", &GuardCounter},
+    {"A loop on a thread of its own", &RunLoopThread},
+    {"A handler that blocks the loop", &BlockLoop},
+    {"Who calls from which thread", &CheckThreads},
     {"A log file that rewinds", &RewindFile},
     {"A crash dump", &WriteDump},
 };

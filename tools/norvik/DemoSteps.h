@@ -1,0 +1,26 @@
+#pragma once
+
+// The steps of the tour, and what they share. Each step does something that a program would do, looks at what came of it
+// and says so in plain words.
+//
+// Threads:   one
+// Ownership: none
+// Errors:    a step that returns false has failed
+// Units:     none
+
+#include <string>
+
+namespace NorvikTool {
+
+// Prints one finding; returns `ok`.
+bool Say(bool ok, const std::string& what);
+
+// How often a text stands in the log of this run.
+int CountInLog(const std::string& what);
+
+// DemoLoop.cpp
+bool RunLoopThread();
+bool BlockLoop();
+bool CheckThreads();
+
+}  // namespace NorvikTool
