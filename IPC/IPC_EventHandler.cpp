@@ -5,7 +5,12 @@
 
 IPC_EventHandler::IPC_EventHandler(void* event, const Cmn_String& name, std::function<void()> callback)
     : mEvent(event), mCallback(std::make_shared<std::function<void()>>(std::move(callback))) {
-    if (CMN_VERIFY_AT(27, gIF_EventManager)) gIF_EventManager->RegisterHandler(this, name.c_str());
+    IF_EventManager* const manager = gIF_EventManager;
+    if (!manager) {
+        NorvikLibInternal::VerifyFailed("gIF_EventManager", CMN_SOURCE_FILE, 27);
+        return;
+    }
+    manager->RegisterHandler(this, name.c_str());
 }
 
 IPC_EventHandler::~IPC_EventHandler() {

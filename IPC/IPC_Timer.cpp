@@ -54,8 +54,9 @@ void IPC_Timer::Install(unsigned int periodMs) {
     const unsigned mTimerID = GetTimerCalls().start(periodMs, 0, GetHandle(), kPeriodicPulsesEvent);
     if (!CMN_VERIFY_AT(114, mTimerID != 0)) return;
     mPlatformTimer = std::make_shared<PlatformTimer>(mTimerID);
-    if (mCallback && !CMN_VERIFY(gIF_EventManager)) return;
-    if (gIF_EventManager && (mCallback || mTarget)) gIF_EventManager->RegisterHandler(this, "");
+    IF_EventManager* const manager = gIF_EventManager;
+    if (mCallback && !CMN_VERIFY(manager)) return mPlatformTimer.reset();
+    if (manager && (mCallback || mTarget)) manager->RegisterHandler(this, "");
 }
 
 void IPC_Timer::Uninstall() {

@@ -29,6 +29,7 @@ bool Contains(const std::vector<IF_EventHandler*>& handlers, const IF_EventHandl
 }  // namespace
 
 bool IF_EventManager::CreateDefaultEventManager() {
+    // NOLINTNEXTLINE(modernize-use-nullptr): the text is fixed
     if (!CMN_VERIFY_AT(30, gIF_EventManager == 0)) return false;
     gIF_EventManager = new Cmn_EventManager;
     return true;
@@ -66,9 +67,9 @@ Cmn_EventManager::Cmn_EventManager()
 }
 
 Cmn_EventManager::~Cmn_EventManager() {
-    gIF_EventManager.ClearIf(this);
-    // Before the timer service and the table go, nobody may use them any more.
+    // What the event thread still runs uses all of this, and unregisters by the global pointer.
     mThread.ThreadEnd();
+    gIF_EventManager.ClearIf(this);
     mTimerService.reset();
 }
 
@@ -76,6 +77,7 @@ bool Cmn_EventManager::RegisterHandler(IF_EventHandler* inEventHandler, const ch
     if (mShutDown) return false;
     CheckLoopThread();
     if (!CMN_VERIFY_AT(63, inEventHandler && mHandlersCount < MAXIMUM_WAIT_OBJECTS - 1)) return false;
+    // NOLINTNEXTLINE(modernize-use-nullptr): the text is fixed
     if (!CMN_VERIFY_AT(65, (mEvents[mHandlersCount] = inEventHandler->GetEventToWaitOn()) != 0)) return false;
     mHandlers[mHandlersCount] = {inEventHandler, name ? name : ""};
     ++mHandlersCount;
@@ -126,6 +128,10 @@ unsigned long Cmn_EventManager::WaitForHandlers(unsigned int timeoutMs) {
                              ? WAIT_FAILED
                              : ::WaitForMultipleObjects(mHandlersCount, mEvents, FALSE, timeoutMs);
     if (result == WAIT_FAILED && timeoutMs != 0) RestAfterFailedWait();
+    // The wait has made this thread the owner of an abandoned mutex. Given back, it is simply signalled for the next wait,
+    // and its handler has one ownership to release, as ever.
+    const DWORD abandoned = result - WAIT_ABANDONED_0;
+    if (abandoned < mHandlersCount) ::ReleaseMutex(mEvents[abandoned]);
     return result;
 }
 
@@ -146,10 +152,7 @@ bool Cmn_EventManager::ProcessPendingMessagesAndEvents() {
                 break;
             case kTimeout:
                 return true;
-            case kNoEvent:
-                // Also after Shutdown: that this call then does not return is meant, callers stop calling it.
-                RestAfterFailedWait();
-                break;
+            case kNoEvent:  // also after Shutdown: that it then does not return is meant, callers stop calling it
             case kHandlerEvent:
                 break;
         }
@@ -165,7 +168,10 @@ bool Cmn_EventManager::ProcessOneEvent(unsigned int timeoutMs) {
 }
 
 EIF_Event Cmn_EventManager::WaitForMessageOrEvent(unsigned int timeoutMs, unsigned int wakeMask) {
-    if (mShutDown) return kNoEvent;
+    if (mShutDown) {
+        if (timeoutMs != 0) RestAfterFailedWait();
+        return kNoEvent;
+    }
     const DWORD result = WaitForHandlesOrMessage(mHandlersCount, mEvents, timeoutMs, wakeMask);
     const DWORD count = mHandlersCount;
     if (result == count) return kMessage;
@@ -193,8 +199,8 @@ long Cmn_EventManager::EventLoop(void*) {
     while (!mStopThread) {
         const DWORD fired = WaitForHandlers(INFINITE);
         if (mStopThread) break;
-        // Other results are not worth a word here: an abandoned mutex is signalled again to its new owner, this thread, and a
-        // handle that was closed fails every wait.
+        // Other results are not worth a word here: an abandoned mutex comes again, and a handle that was closed fails every
+        // wait.
         if (fired < mHandlersCount) CallHandler(fired);
     }
     return 0;

@@ -21,7 +21,7 @@
 //            that still runs: stop it first. It clears gIF_EventManager if that points here and notifies no handler.
 // Errors:    reported and false; nothing throws but what handlers throw. A handle that is closed while it is registered makes
 //            every wait fail, which the message functions report, until its handler is unregistered.
-// Units:     milliseconds; 0xFFFFFFFF waits without a limit
+// Units:     milliseconds; 0xFFFFFFFF waits without a limit (ProcessPendingMessagesAndEvents: 49 days, as it waits twice half)
 
 #include <atomic>
 #include <memory>
@@ -67,7 +67,7 @@ public:
     void Stop() override;
 
     // Waits up to half the time for one handler's event, then up to half the time for a message or an event, and
-    // dispatches the messages that wait. False on the quit message.
+    // dispatches the messages that wait. False on the quit message; after Shutdown always true.
     bool ProcessPendingMessagesAndEvents(unsigned int timeoutMs) override;
     // Until a wait of 1 ms finds nothing. False on the quit message. After Shutdown it does not return: callers stop
     // calling it before.
@@ -89,7 +89,8 @@ public:
 
     Cmn_TimerService_IF& GetTimerService() override;
 
-    // For a handler that knows that it will take long: no line in the log for this call of it.
+    // For a handler that knows that it will take long: no line in the log for the call that is running. A handler that it
+    // calls by processing events starts anew, so this comes after that.
     void AllowCurrentHandlerToBlock() { mAllowBlock = true; }
 
 protected:

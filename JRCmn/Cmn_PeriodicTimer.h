@@ -13,7 +13,7 @@
 
 #include "JRCmn/Cmn_Timer.h"
 
-class NORVIK_API Cmn_PeriodicTimer : private Cmn_Timer {
+class NORVIK_API Cmn_PeriodicTimer : public Cmn_Timer {
 public:
     Cmn_PeriodicTimer(std::function<void()> callable, const Cmn_String& description);
 

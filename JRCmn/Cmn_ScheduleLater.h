@@ -11,7 +11,8 @@
 // Threads:   ScheduleLater from any; everything else on the event manager's thread. Make the object when the manager
 //            exists: otherwise the first ScheduleLater registers it, and must then come from the manager's thread.
 // Ownership: owns the jobs until they have run. A job may delete the object; the destructor drops those that wait.
-// Errors:    a job is dropped, with a report, when it is empty or there is no event manager. When a job throws, those behind
+//            The object belongs to the manager that it is registered with, and ends before it: later jobs run nowhere.
+// Errors:    a job is dropped, with a report, when it is empty or there is no event manager yet. When a job throws, those behind
 //            it still run, before newer ones.
 // Units:     none
 

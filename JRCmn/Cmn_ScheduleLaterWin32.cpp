@@ -11,7 +11,7 @@ using namespace NorvikLibInternal;
 
 Cmn_ScheduleLaterWin32::Cmn_ScheduleLaterWin32()
     : mQueue(std::make_unique<JobQueue>()), mLeftOver(std::make_unique<JobBatch>()) {
-    if (gIF_EventManager) Register();
+    if (IF_EventManager* const manager = gIF_EventManager) RegisterWith(*manager);
 }
 
 Cmn_ScheduleLaterWin32::~Cmn_ScheduleLaterWin32() {
@@ -19,27 +19,33 @@ Cmn_ScheduleLaterWin32::~Cmn_ScheduleLaterWin32() {
     if (mRegistered) {
         if (IF_EventManager* const manager = gIF_EventManager) manager->UnregisterHandler(this);
     }
+    // A job may destroy this object while the thread that has handed it in has not left yet.
+    { const IPC_BenaphoreLocker locker(mLock); }
+    DiscardPendingJobs();
 }
 
-bool Cmn_ScheduleLaterWin32::Register() {
-    mRegistered = gIF_EventManager->RegisterHandler(this, "");
-    return mRegistered;
+// Claimed under the lock, done without: what the manager has to report may hand in a job itself.
+void Cmn_ScheduleLaterWin32::RegisterWith(IF_EventManager& manager) {
+    {
+        const IPC_BenaphoreLocker locker(mLock);
+        if (mRegistered.exchange(true)) return;
+    }
+    if (!manager.RegisterHandler(this, "")) mRegistered = false;
 }
 
 void Cmn_ScheduleLaterWin32::ScheduleLater(std::function<void()> inJob, const char* name) {
-    // Without the lock: the others would have to wait for a system call.
-    if (Push(std::move(inJob), name ? name : "")) mWakeEvent.Set();
-}
-
-// Whether the loop must be woken.
-bool Cmn_ScheduleLaterWin32::Push(std::function<void()>&& inJob, const char* name) {
-    const IPC_BenaphoreLocker locker(mLock);
     if (!mRegistered) {
-        if (!CMN_VERIFY_AT(46, gIF_EventManager)) return false;
-        Register();
+        IF_EventManager* const manager = gIF_EventManager;
+        if (!manager) {
+            VerifyFailed("gIF_EventManager", CMN_SOURCE_FILE, 46);
+            return;
+        }
+        RegisterWith(*manager);
     }
-    if (!CMN_VERIFY_AT(53, inJob)) return false;
-    return mQueue->Push(std::move(inJob), name);
+    if (!CMN_VERIFY_AT(53, inJob)) return;
+    const IPC_BenaphoreLocker locker(mLock);
+    // Under the lock, for the destructor; once for a burst.
+    if (mQueue->Push(std::move(inJob), name ? name : "")) mWakeEvent.Set();
 }
 
 void Cmn_ScheduleLaterWin32::DiscardPendingJobs() {

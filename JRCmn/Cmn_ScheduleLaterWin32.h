@@ -8,6 +8,7 @@
 // Errors:    as Cmn_ScheduleLater
 // Units:     none
 
+#include <atomic>
 #include <memory>
 
 #include "IPC/IPC_Benaphore.h"
@@ -16,6 +17,7 @@
 #include "JRCmn/Cmn_ScheduleLater.h"
 #include "JRCmn/IF_EventHandler.h"
 
+class IF_EventManager;
 namespace NorvikLibInternal {
 class JobBatch;
 class JobQueue;
@@ -37,15 +39,14 @@ private:
     void RespondToEvent() override;
     Cmn_String GetLastEventDescription() override;
 
-    bool Push(std::function<void()>&& inJob, const char* name);
     void ProcessAllPendingJobs();
     void Describe(const NorvikLibInternal::JobBatch& jobs);
-    bool Register();
+    void RegisterWith(IF_EventManager& manager);
 
     const std::unique_ptr<NorvikLibInternal::JobQueue> mQueue;
     IPC_Event mWakeEvent;
     Cmn_String mLastDescription;
-    bool mRegistered = false;
+    std::atomic<bool> mRegistered{false};
     IPC_Benaphore mLock;  // held by those who put jobs in, never by the one who takes them out
     // The manager's thread only:
     const std::unique_ptr<NorvikLibInternal::JobBatch> mLeftOver;  // of a batch in which a job threw

@@ -15,8 +15,8 @@ namespace NorvikLibInternal {
 struct ThreadOutcome {
     std::atomic<long> result{0};
     std::atomic<bool> gone{false};
-    std::atomic<unsigned> run{
-        0};  // a thread whose object has let it go finds another number here, and says nothing
+    // A thread whose object has let it go finds another number here, and says nothing.
+    std::atomic<unsigned> run{0};
 };
 
 ThreadCalls& GetThreadCalls() {
@@ -79,9 +79,10 @@ int Cmn_Thread::Launch(long (*function)(void*), void* argument) {
 }
 
 int Cmn_Thread::Run() {
+    if (mLaunched) return -1;
     auto run = std::make_unique<ThreadRun>(ThreadRun{mBody, mOutcome, mOutcome->run});
-    if (mLaunched.exchange(true)) return -1;
     mOutcome->gone = false;
+    mLaunched = true;
     DWORD id = 0;
     KernelHandle thread(GetThreadCalls().createThread(nullptr, static_cast<SIZE_T>(mStackSize),
                                                       &ThreadActivity, run.get(), CREATE_SUSPENDED, &id));
@@ -93,14 +94,22 @@ int Cmn_Thread::Run() {
     }
     mThreadID = id;
     mThreadHandle = thread.Get();
-    SetThreadPriority(mPriority.load(), thread.Get());
-    if (GetThreadCalls().resumeThread(thread.Get()) == kFailedCall) {
-        const DWORD error = ::GetLastError();
+    const auto takeBack = [&] {
         // Else it would stay suspended for ever. It has not run an instruction of the body, so it holds nothing that
         // somebody may wait for.
         if (!::TerminateThread(thread.Get(), 0)) static_cast<void>(run.release());
         mThreadHandle = nullptr;
         mLaunched = false;
+    };
+    try {
+        SetThreadPriority(mPriority.load(), thread.Get());
+    } catch (...) {  // a failure hook may throw
+        takeBack();
+        throw;
+    }
+    if (GetThreadCalls().resumeThread(thread.Get()) == kFailedCall) {
+        const DWORD error = ::GetLastError();
+        takeBack();
         ::SetLastError(error);
         VerifyFailed("::ResumeThread(mThreadHandle) != -1", kThreadSource, 102);
         return static_cast<int>(error);
@@ -128,27 +137,33 @@ bool Cmn_Thread::WaitForEnd(unsigned int timeoutMs) {
     void* const handle = mThreadHandle;
     if (!handle) return false;
     if (timeoutMs == INFINITE && IsOwnThread()) {
-        return CMN_FAILURE("A thread has been told to wait without limit for its own end, and does not");
+        return CMN_FAILURE_AT(501,
+                              "A thread has been told to wait without limit for its own end, and does not");
     }
     return ::WaitForSingleObject(handle, timeoutMs) != WAIT_TIMEOUT;
 }
 
 long Cmn_Thread::ThreadEnd() {
     if (!mLaunched) return Result();
-    if (IsOwnThread()) {
+    const bool isOwn = IsOwnThread();
+    if (isOwn) {
         ++mOutcome->run;
-        CMN_FAILURE("A thread has ended or destroyed its own Cmn_Thread, and goes on without it");
     } else if (IsRunning()) {
         ::WaitForSingleObject(mThreadHandle, INFINITE);
     }
     KernelHandle(mThreadHandle.exchange(nullptr)).Reset();
     mLaunched = false;
-    return Result();
+    const long result = Result();
+    if (isOwn)
+        CMN_FAILURE_AT(502, "A thread has ended or destroyed its own Cmn_Thread, and goes on without it");
+    return result;
 }
 
 bool Cmn_Thread::SetPriority(Cmn_ThreadPriority priority) {
     mPriority = priority;
-    return IsRunning() ? SetThreadPriority(priority, mThreadHandle) : true;
+    void* const handle =
+        mThreadHandle;  // none yet while it is being launched, which then takes the new level
+    return IsRunning() && handle ? SetThreadPriority(priority, handle) : true;
 }
 
 void Cmn_Thread::SetName(const Cmn_String& name) {

@@ -9,12 +9,13 @@
 //   mStop = true;                            // the owner stops the body first
 //   const long result = poller.ThreadEnd();  // waits; the destructor does the same
 //
-// Threads:   launched, ended, renamed and destroyed by its owner, one thread at a time; all the rest on any thread while
-//            the object is launched. It may be ended or destroyed by its own body, too: nobody can wait then, so this
-//            is reported, and the thread goes on without the object, which forgets it.
+// Threads:   launched, ended, named and destroyed by its owner, one thread at a time; all the rest on any thread while the
+//            object is launched, but not while the owner ends it. It may be ended or destroyed by its own body, too: nobody
+//            can wait then, so this is reported, and the thread goes on without the object, which forgets it.
 // Ownership: owns the thread's handle, closed in ThreadEnd. The body stays until the next Launch or the destructor.
 // Errors:    launching returns a platform error code; a priority that cannot be set is traced and stops nothing. What a
-//            body throws is not caught: it ends the process, with the report of the crash monitor.
+//            body throws is not caught: it ends the process, with the report of the crash monitor where that is
+//            installed.
 // Units:     milliseconds; stack sizes are bytes; thread handles are HANDLEs of the platform, where -1 (all bits set)
 //            means the calling thread
 
@@ -99,10 +100,11 @@ public:
 
     // Real-time levels (16 and above) go through the platform's native interface. False, traced, when refused.
     static bool SetThreadPriority(Cmn_ThreadPriority priority, void* thread);
-    // The base priority as the native interface tells it; -1, traced or reported, when it cannot.
+    // The base priority as the native interface tells it, relative to that of the process: 0 for level 8. -1, traced or reported, when it cannot.
     static int GetThreadPriority(void* thread);
 
-    // Traces the stack of a thread of this process, which is suspended for some 100 microseconds for that.
+    // Traces the stack of a thread of this process, which is suspended while up to 256 KB of its stack are copied: 0.1 ms, or
+    // some ms for a deep one.
     static void PrintStackTrace(unsigned long threadID);
     static void PrintStackTrace(void* thread);
 
@@ -138,7 +140,7 @@ public:
     }
 };
 
-// Reports when something is used by more than one thread: each thread that is new to it once, with the list of all.
+// Reports when something is used by more than one thread: each further thread once, with the list of all.
 //
 //   mChecker.Check("The desk");   // "Multithreading alert: The desk is used by 000000A4 000000B8 "
 //

@@ -40,9 +40,15 @@ void PrintStack(HANDLE thread, DWORD id) {
 namespace NorvikLibInternal {
 
 bool CaptureThread(HANDLE thread, StackFrames& frames) {
-    const DWORD process = ::GetProcessIdOfThread(thread);
-    // The addresses of another process mean nothing here; and who suspends himself sleeps for ever.
-    if ((process && process != ::GetCurrentProcessId()) || ::GetThreadId(thread) == ::GetCurrentThreadId()) {
+    // The addresses of another process mean nothing here; and who suspends himself sleeps for ever. A handle to ask that
+    // with is made, because one that may suspend need not be one that may ask. Without one the suspending fails, too.
+    HANDLE duplicate = nullptr;
+    const HANDLE self = ::GetCurrentProcess();
+    ::DuplicateHandle(self, thread, self, &duplicate, THREAD_QUERY_LIMITED_INFORMATION, FALSE, 0);
+    const KernelHandle asks(duplicate);
+    const DWORD process = asks ? ::GetProcessIdOfThread(asks.Get()) : 0;
+    if ((process && process != ::GetCurrentProcessId()) ||
+        (asks && ::GetThreadId(asks.Get()) == ::GetCurrentThreadId())) {
         return false;
     }
     // All memory and all functions are at hand before the thread stops: it may hold the lock of the heap, of the log

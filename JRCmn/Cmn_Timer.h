@@ -7,7 +7,8 @@
 //   mRetry.Schedule();          // the function may schedule the timer again
 //
 // Threads:   the thread of the default event manager, where the function runs
-// Ownership: owns the function, which may delete the timer. The destructor aborts.
+// Ownership: owns the function, which may delete the timer. The destructor aborts. A timer ends before the manager that it
+//            was scheduled on: what it knows is the number of an event there.
 // Errors:    misuse is reported and goes on as each function says
 // Units:     milliseconds
 

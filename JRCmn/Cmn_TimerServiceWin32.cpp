@@ -83,7 +83,9 @@ void Cmn_TimerServiceWin32::ScheduleWinTimer() {
     mWakeEvent.Reset();
     const auto due = mQueue->EarliestDue();
     if (!due) return;
-    const auto delay = static_cast<int64_t>(*due - Cmn_Time::GetInMilliseconds());
+    // In the middle of a pass whose function may process events itself: those that are due do not wait for this one.
+    const bool isLate = mQueue->HasExpired();
+    const auto delay = isLate ? 1 : static_cast<int64_t>(*due - Cmn_Time::GetInMilliseconds());
     SetWinTimer(static_cast<uint64_t>(std::clamp<int64_t>(delay, 1, kLongestDelay)));
 }
 

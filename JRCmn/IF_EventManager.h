@@ -6,7 +6,7 @@
 //   IF_EventManager::CreateDefaultEventManager();               // a Cmn_EventManager in gIF_EventManager
 //   Cmn_Timer poll(100, &PollFans, "Poll fans", Cmn_Timer::eKeepScheduled);
 //   poll.Schedule();
-//   while (gIF_EventManager->ProcessPendingMessagesAndEvents(20)) DrawMeters();
+//   while (gIF_EventManager->ProcessPendingMessagesAndEvents(20)) DrawMeters();   // until Stop()
 //   delete gIF_EventManager;
 //
 // docs/threading.md tells which thread calls what and what a handler may do.

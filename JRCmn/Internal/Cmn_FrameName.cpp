@@ -226,7 +226,6 @@ void ReadSymbols(void* argument) {
 }
 
 void AddSymbols(FrameName& name, Module& module, uint64_t address) {
-    GetSymbolCalls();  // loads the library, which is done without the guard: the loader holds a lock
     SymbolQuery query = {};
     query.module = &module;
     query.address = address;
@@ -273,6 +272,8 @@ SymbolCalls& GetSymbolCalls() {
 FrameName NameFrame(uint64_t address, bool symbols) {
     FrameName name;
     name.offset = name.linkAddress = address;
+    // Loads the symbol library, with the loader's lock, under which another thread may be waiting for ours.
+    if (symbols) GetSymbolCalls();
     {
         const DebugHelpLocker locker;
         if (Module* const module = ModuleAt(address)) {

@@ -6,9 +6,9 @@
 //   const FrameName name = NameFrame(frames.addresses[0], true);
 //
 // Threads:   any, one at a time: the symbol library is made for one thread
-// Ownership: symbols that were loaded stay loaded; a module's are loaded when the first address in it is
-// named Errors:    what is not found stays empty Units:     addresses and offsets in bytes, lines counted
-// from 1
+// Ownership: symbols that were loaded stay loaded; a module's are loaded when the first address in it is named
+// Errors:    what is not found stays empty
+// Units:     addresses and offsets in bytes, lines counted from 1
 
 #include <cstdint>
 

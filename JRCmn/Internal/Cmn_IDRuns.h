@@ -8,7 +8,7 @@
 //
 // Threads:   one at a time
 // Ownership: none
-// Errors:    none; an ID that is given back must be in use
+// Errors:    without memory an operation throws and has done nothing; an ID that is given back must be in use
 // Units:     IDs are 1 to 2,147,483,647; 0 is none
 
 #include <limits>
@@ -50,8 +50,8 @@ public:
             }
             return;
         }
+        if (last != id) AddRun(next, id + 1, last);  // may fail, and comes first
         run->second = id - 1;
-        if (last != id) AddRun(next, id + 1, last);
     }
 
 private:

@@ -29,10 +29,10 @@ public:
     using Job = std::function<void()>;
 
     // ---- The filling side.
-    // False when it is full. `name` is a text of either kind; a Cmn_String is shared.
+    bool IsFull() const { return mAdded == kJobs; }
+    // `name` is a text of either kind; a Cmn_String is shared.
     template <typename Name>
-    bool Add(Job&& job, const Name& name) {
-        if (mAdded == kJobs) return false;
+    void Add(Job&& job, const Name& name) {
         if (mNames == 0 || std::strcmp(mName[mNames - 1], name) != 0) {
             mName[mNames] = name;
             ++mNames;
@@ -40,7 +40,6 @@ public:
         mNameOf[mAdded] = static_cast<unsigned char>(mNames - 1);
         mJobs[mAdded] = std::move(job);
         mCount.store(++mAdded, std::memory_order_release);
-        return true;
     }
     void SetNext(JobChunk* next) { mNext.store(next, std::memory_order_release); }
 
@@ -90,7 +89,7 @@ public:
         return mFirst == nullptr;
     }
 
-    // Of a batch that is not empty.
+    // Only straight after IsEmpty has said no.
     JobChunk::Job Pop() { return mFirst->Pop(); }
 
     // Calls `visit` with the name of each job until it returns false.
@@ -140,11 +139,13 @@ public:
 
     // Whether to wake the other side.
     bool Push(JobChunk::Job&& job, const char* name) {
-        if (!mTail->Add(std::move(job), name)) {
+        if (mTail->IsFull()) {
             auto chunk = std::make_unique<JobChunk>();
             chunk->Add(std::move(job), name);
             mTail->SetNext(chunk.get());
             mTail = chunk.release();
+        } else {
+            mTail->Add(std::move(job), name);
         }
         return !mWoken.exchange(true, std::memory_order_acq_rel);
     }

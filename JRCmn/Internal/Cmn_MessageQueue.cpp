@@ -10,7 +10,6 @@ namespace {
 // ANSI code page.
 DynamicFunction<decltype(&::MsgWaitForMultipleObjects)> gWait("user32.dll", "MsgWaitForMultipleObjects");
 DynamicFunction<decltype(&::PeekMessageW)> gPeekMessage("user32.dll", "PeekMessageW");
-DynamicFunction<decltype(&::GetMessageW)> gGetMessage("user32.dll", "GetMessageW");
 DynamicFunction<decltype(&::TranslateMessage)> gTranslateMessage("user32.dll", "TranslateMessage");
 DynamicFunction<decltype(&::DispatchMessageW)> gDispatchMessage("user32.dll", "DispatchMessageW");
 DynamicFunction<decltype(&::PostThreadMessageA)> gPostThreadMessage("user32.dll", "PostThreadMessageA");
@@ -21,32 +20,26 @@ DWORD WaitForHandlesOrMessage(DWORD count, const HANDLE* handles, DWORD timeoutM
     return gWait(count, handles, FALSE, timeoutMs, wakeMask);
 }
 
-bool HasMessage() {
-    MSG message;
-    return gPeekMessage(&message, nullptr, 0U, 0U, UINT{PM_NOREMOVE}) != FALSE;
-}
-
-bool PumpMessage() {
-    MSG message = {};
-    const BOOL result = gGetMessage(&message, nullptr, 0U, 0U);
-    if (result == 0) return false;
-    if (result == -1) return true;  // no message was got
-    gTranslateMessage(&message);
-    gDispatchMessage(&message);
-    return true;
-}
-
 bool PumpAllMessages() {
-    while (HasMessage()) {
-        if (!PumpMessage()) return false;
+    // Taken in one step: a message that has been seen may be gone when it is asked for, and the asking would block.
+    MSG message;
+    while (gPeekMessage(&message, nullptr, 0U, 0U, UINT{PM_REMOVE})) {
+        if (message.message == WM_QUIT) return false;
+        gTranslateMessage(&message);
+        gDispatchMessage(&message);
     }
     return true;
 }
 
 void PostQuit() {
-    // A look at the queue makes one: a thread without refuses posted messages.
-    HasMessage();
-    CMN_VERIFY(gPostThreadMessage(::GetCurrentThreadId(), UINT{WM_QUIT}, WPARAM{0}, LPARAM{0}));
+    const auto post = [] {
+        return gPostThreadMessage(::GetCurrentThreadId(), UINT{WM_QUIT}, WPARAM{0}, LPARAM{0});
+    };
+    if (post()) return;
+    // A thread without a queue refuses; a look at the queue makes one.
+    MSG message;
+    gPeekMessage(&message, nullptr, 0U, 0U, UINT{PM_NOREMOVE});
+    CMN_VERIFY(post());
 }
 
 }  // namespace NorvikLibInternal

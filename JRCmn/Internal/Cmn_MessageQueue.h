@@ -2,7 +2,7 @@
 
 // The window messages of the calling thread. user32 is loaded by the first call, not with the program.
 //
-//   if (HasMessage() && !PumpMessage()) return;   // the quit message
+//   if (!PumpAllMessages()) return;   // the quit message
 //
 // Threads:   each thread its own queue
 // Ownership: none
@@ -15,11 +15,6 @@ namespace NorvikLibInternal {
 
 // Waits for one of the handles or a message of the kinds in `wakeMask`; the result is the platform's.
 DWORD WaitForHandlesOrMessage(DWORD count, const HANDLE* handles, DWORD timeoutMs, DWORD wakeMask);
-
-bool HasMessage();
-
-// Takes one message, waiting for it, and dispatches it. False on the quit message.
-bool PumpMessage();
 
 // Takes and dispatches messages until there is none. False on the quit message.
 bool PumpAllMessages();

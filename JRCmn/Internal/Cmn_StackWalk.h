@@ -12,10 +12,9 @@
 //
 // Threads:   any; a snapshot belongs to one thread at a time
 // Ownership: a snapshot owns a copy of the stack
-// Errors:    a stack or a context that is damaged gives fewer frames, never a fault: only the copy is read
-// Units:     addresses are those of the instruction a frame is in: for a caller the last byte of its call, so
-// that the
-//            line of the call is named, not the next one
+// Errors:    a stack or a context that is damaged gives fewer frames, never a fault: of the stack only the copy is read
+// Units:     addresses are those of the instruction a frame is in: for a caller the last byte of its call, so that the line of
+//            the call is named, not the next one
 
 #include <cstdint>
 

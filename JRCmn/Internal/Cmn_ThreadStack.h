@@ -7,8 +7,8 @@
 //
 // Threads:   any; captures wait for each other, because two threads that capture one another would both stay suspended
 // Ownership: none
-// Errors:    false, reported where the platform refuses, for a thread that has ended, of another process, or the caller
-//            itself
+// Errors:    false for a thread that has ended, whose context is refused, of another process, or the caller itself; reported
+//            when it cannot be suspended or resumed
 // Units:     as StackFrames
 
 #include "JRCmn/Cmn_Export.h"

@@ -23,7 +23,12 @@ int TimerQueue::Add(uint64_t now, uint64_t delay, std::function<void()> callable
     if (mFreeSlots.empty()) Grow();
     const uint32_t index = mFreeSlots.back();
     const int id = mIDs.TakeNext();
-    mSlotOfID.emplace(id, index);
+    try {
+        mSlotOfID.emplace(id, index);
+    } catch (...) {
+        mIDs.GiveBack(id);
+        throw;
+    }
     mFreeSlots.pop_back();
     Slot& slot = mSlots[index];
     slot.event.callable = std::move(callable);
@@ -51,6 +56,7 @@ bool TimerQueue::Remove(int id) {
     if (found == mSlotOfID.end()) return false;
     const uint32_t index = found->second;
     const Slot& slot = mSlots[index];
+    mIDs.GiveBack(id);  // may fail, and comes first
     RemoveAt(slot.isExpired ? mExpired : mPending, slot.place);
     // What the callable holds is destroyed when all is in order again: that may add and remove events itself.
     const TimedEvent event = Free(index);
@@ -74,6 +80,7 @@ void TimerQueue::TakeExpired(uint64_t now) {
 bool TimerQueue::PopExpired(TimedEvent& outEvent) {
     if (mExpired.empty()) return false;
     const uint32_t index = mExpired.front().slot;
+    mIDs.GiveBack(mSlots[index].id);  // may fail, and comes first
     RemoveAt(mExpired, 0);
     outEvent = Free(index);
     return true;
@@ -94,7 +101,6 @@ void TimerQueue::MoveFirst(Heap& from, Heap& to, bool isExpired) {
 TimedEvent TimerQueue::Free(uint32_t index) {
     Slot& slot = mSlots[index];
     mSlotOfID.erase(slot.id);
-    mIDs.GiveBack(slot.id);
     slot.id = 0;
     mFreeSlots.push_back(index);
     return std::exchange(slot.event, {});

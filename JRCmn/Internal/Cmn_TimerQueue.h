@@ -10,7 +10,7 @@
 //
 // Threads:   one at a time
 // Ownership: owns the callables until they are popped or removed
-// Errors:    none. A due time saturates (292 million years ahead): it is never in the past.
+// Errors:    without memory an operation throws and has done nothing. A due time saturates (292 million years ahead): it is never in the past.
 // Units:     milliseconds of the library's clock
 
 #include <cstdint>
@@ -49,6 +49,7 @@ public:
     void TakeExpired(uint64_t now);
     // Takes the first expired event out. False when there is none.
     bool PopExpired(TimedEvent& outEvent);
+    bool HasExpired() const { return !mExpired.empty(); }
     // Moves the expired events back among the pending ones, to their places.
     void PutBackExpired();
 

@@ -16,7 +16,7 @@ namespace NorvikLibInternal {
 // Found out at the first call.
 NORVIK_API bool IsWine();
 
-// Tests only: the answer from here on; nothing puts the real one back.
+// Tests only: the answer from here on; without one it is the real one again.
 NORVIK_API void OverrideWineProbe(std::optional<bool> answer);
 
 }  // namespace NorvikLibInternal

@@ -19,7 +19,8 @@ TEST(JobQueue, NoJobWaitsForAWakeUpThatDoesNotCome) {
     IPC_Benaphore lock;
     JobQueue queue;
     std::atomic<bool> event{false};
-    int next[kThreads] = {}, ran = 0;
+    const char* const kNames[kThreads] = {"left", "right", "left again"};
+    int next[kThreads] = {}, ran = 0, thread = 0;
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t)
         threads.emplace_back([&, t] {
@@ -27,7 +28,12 @@ TEST(JobQueue, NoJobWaitsForAWakeUpThatDoesNotCome) {
                 bool wake;
                 {
                     const IPC_BenaphoreLocker locker(lock);
-                    wake = queue.Push([&, t, i] { ran += next[t]++ == i; }, i % 7 ? "job" : "other");
+                    wake = queue.Push(
+                        [&, t, i] {
+                            ran += next[t]++ == i;
+                            thread = t;
+                        },
+                        kNames[t]);
                 }
                 if (wake) event = true;
             }
@@ -42,15 +48,18 @@ TEST(JobQueue, NoJobWaitsForAWakeUpThatDoesNotCome) {
         queue.TakeAll(jobs);
         event = false;
         if (queue.HasMore()) event = true;
-        int names = 0;
-        jobs.ForEachName([&](const Cmn_String& name) { return names += name.GetLength() > 2; });
-        for (; !jobs.IsEmpty(); --names)
+        std::vector<Cmn_String> names;
+        jobs.ForEachName([&](const Cmn_String& name) { return names.push_back(name), true; });
+        for (const Cmn_String& name : names) {
+            ASSERT_FALSE(jobs.IsEmpty());
             jobs.Pop()();
-        ASSERT_EQ(names, 0);
+            EXPECT_EQ(name, kNames[thread]);
+        }
+        EXPECT_TRUE(jobs.IsEmpty());
     }
     EXPECT_EQ(ran, kThreads * kJobs) << "jobs that ran in their thread's order";
-    for (std::thread& thread : threads)
-        thread.join();
+    for (std::thread& producer : threads)
+        producer.join();
 }
 
 }  // namespace

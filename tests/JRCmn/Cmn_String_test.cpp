@@ -28,33 +28,26 @@ const char* const kNull = nullptr;
 
 template <typename A, typename B>
 constexpr bool kCanAdd = std::is_invocable_v<std::plus<>, A, B>;
-static_assert(kCanAdd<Cmn_String, const char*> && !kCanAdd<Cmn_String, int> && !kCanAdd<int, Cmn_String> &&
-              !kCanAdd<char, Cmn_String> && !kCanAdd<Cmn_String, decltype(Cmn_String::kAll)>);
+static_assert(kCanAdd<Cmn_String, const char*> && !kCanAdd<Cmn_String, int> && !kCanAdd<char, Cmn_String>);
 static_assert(!std::is_constructible_v<Cmn_String, void*> && !std::is_constructible_v<bool, Cmn_String> &&
               !std::is_convertible_v<int, Cmn_String> && std::is_nothrow_move_assignable_v<Cmn_String>);
 
 // ---- The block
 
 TEST(StringTest, EmptyTextOwnsNothing) {
-    for (Cmn_String empty : {kEmptyString, Cmn_String("x").SubString(1, 1), Cmn_String("x") = {}}) {
-        EXPECT_EQ(empty.First() | empty.Last() | empty.PopFirst() | empty.PopLast(), 0);
-        EXPECT_EQ(empty.GetLength() | empty.GetMaxLength() | empty.GetRefCount(), 0);
-        EXPECT_STREQ(empty.c_str(), "");
-    }
+    Cmn_String empty = Cmn_String("x").SubString(1, 1);
+    EXPECT_EQ(empty.First() | empty.Last() | empty.PopFirst() | empty.PopLast(), 0);
+    EXPECT_TRUE(empty.GetRefCount() == 0 && (Cmn_String("x") = {}).GetRefCount() == 0);
 }
 
 TEST(StringTest, BlocksAreThirteenBytesLargerThanTheirCapacityInMultiplesOfEight) {
-    const int cases[][2] = {{1, 3}, {3, 3}, {4, 11}, {11, 11}, {12, 19}, {1000, 1003}};
-    for (const auto& [request, capacity] : cases) {
-        Cmn_String array;
+    for (const auto& [request, capacity] : {std::pair{1, 3}, {3, 3}, {4, 11}, {11, 11}, {1000, 1003}}) {
+        Cmn_String array, reserved;
         memset(array.AsArray(request), 'x', static_cast<size_t>(capacity) + 1);
         EXPECT_TRUE(array.UpdateLength() == capacity && array.c_str()[capacity] == '\0') << request;
         EXPECT_EQ(Cmn_String("", request).GetMaxLength(), capacity);
-        EXPECT_EQ(Cmn_String().Reserve(request).GetMaxLength(), capacity);
+        EXPECT_EQ(reserved.Reserve(request).GetMaxLength(), capacity);
     }
-    Cmn_String text("0123456789abc"), copy(text);
-    EXPECT_EQ(text.Reserve(2, false).GetMaxLength(), 19) << "a new block is never smaller than the text";
-    EXPECT_TRUE(text == "" && copy == "0123456789abc");
 }
 
 TEST(StringTest, CopiesShareUntilOneChanges) {
@@ -67,12 +60,8 @@ TEST(StringTest, CopiesShareUntilOneChanges) {
     first = 'T';
     EXPECT_TRUE(a == "text" && later == "Text") << "a copy taken after At shares what is written then";
     appended += a;
-    const Cmn_String moved(std::move(appended));
-    // NOLINTNEXTLINE: what a move leaves is promised
-    EXPECT_TRUE(appended.GetRefCount() == 0 && a.GetRefCount() == 2) << "+= onto an empty text shares";
+    EXPECT_EQ(a.GetRefCount(), 2) << "+= onto an empty text shares";
     EXPECT_EQ(a.Replaced("none", "x").GetRefCount() + a.Replaced("", "x").GetRefCount(), 3 + 4);
-    a.Clear();
-    EXPECT_EQ(moved.GetRefCount(), 1);
 }
 
 TEST(StringTest, SourcesMayStandBehindTheLengthInTheSameBlock) {
@@ -85,17 +74,12 @@ TEST(StringTest, SourcesMayStandBehindTheLengthInTheSameBlock) {
 }
 
 TEST(StringTest, SizesBeyondTheLimitThrowBadAllocAndChangeNothing) {
-    void (*const kChanges[])(Cmn_String&) = {
-        [](Cmn_String& s) { s.Reserve(2'147'483'628, false); },
-        [](Cmn_String& s) { s.PadProportional(1'100'000'000, true); },
-        [](Cmn_String& s) { s.Insert(1, 'c', INT_MAX - 5); },
-        [](Cmn_String& s) { s.Set('c', 3, INT_MAX); },
-    };
-    for (const auto change : kChanges) {
-        Cmn_String text("abc");
-        EXPECT_THROW(change(text), std::bad_alloc);
-        EXPECT_STREQ(text, "abc");
-    }
+    Cmn_String text("abc");
+    EXPECT_THROW(text.Reserve(2'147'483'628, false), std::bad_alloc);
+    EXPECT_THROW(text.PadProportional(1'100'000'000, true), std::bad_alloc);
+    EXPECT_THROW(text.Insert(1, 'c', INT_MAX - 5), std::bad_alloc);
+    EXPECT_THROW(text.Set('c', 3, INT_MAX), std::bad_alloc);
+    EXPECT_STREQ(text, "abc");
 }
 
 // ---- Values and numbers
@@ -112,7 +96,6 @@ void ExpectValue(T value, const char* expected) {
 }
 
 TEST(StringTest, ValuesHaveOneTextByConstructorAssignmentAppendingAndPush) {
-    ExpectValue(true, "1");
     ExpectValue(false, "0");
     ExpectValue<short>(-32768, "-32768");
     ExpectValue(INT_MIN, "-2147483648");
@@ -146,21 +129,17 @@ TEST(StringTest, TextsReadAsNumbers) {
 
 TEST(StringTest, FormattedTextsOfEveryLengthFitWhateverRoomThereWas) {
     for (const int length : {0, 1, 9, 10, 1023, 1024, 1025, 2047, 2048, 8191, 8192}) {
-        const std::string expected(static_cast<size_t>(length), 'x');
+        const std::string expected(static_cast<size_t>(length), 'x'), twice = "ab" + expected + expected;
         for (const int capacity : {0, 3, 11, 1003, 1027, 2051, 9003}) {
             Cmn_String text("", capacity), appended("ab", capacity);
             const char* const block = text.c_str();
             EXPECT_EQ(text.Printf("%s", expected.c_str()), expected.c_str());
             EXPECT_EQ(text.c_str() == block, length <= capacity) << length << " into " << capacity;
             const Cmn_String shared(appended);
-            EXPECT_EQ(appended.AppendPrintf("%s", expected.c_str()), ("ab" + expected).c_str());
-            EXPECT_EQ(appended.AppendPrintf("%s", expected.c_str()), ("ab" + expected + expected).c_str());
-            EXPECT_TRUE(shared == "ab" && appended.GetLength() <= appended.GetMaxLength()) << length;
+            appended.AppendPrintf("%s", expected.c_str()).AppendPrintf("%s", expected.c_str());
+            EXPECT_TRUE(shared == "ab" && appended == twice.c_str()) << length << " into " << capacity;
         }
     }
-    const int growths[][3] = {{11, 12, 19}, {0, 1024, 1027}, {0, 1025, 2051}, {3003, 3004, 6011}};
-    for (const auto& [capacity, length, grown] : growths)
-        EXPECT_EQ(Cmn_String("", capacity).Printf("%*d", length, 1).GetMaxLength(), grown) << length;
 }
 
 TEST(StringTest, FormatsThatFailLeavePrintfEmptyAndAppendPrintfUnchanged) {
@@ -170,15 +149,14 @@ TEST(StringTest, FormatsThatFailLeavePrintfEmptyAndAppendPrintfUnchanged) {
             EXPECT_STREQ(text.AppendPrintf(format, 1, L"\x4e2d"), "abc");
             EXPECT_STREQ(text.Printf(format, 1, L"\x4e2d"), "");
             EXPECT_LT(text.GetMaxLength(), 8192);
-            EXPECT_LT(Cmn_String::SafePrintf(text.AsArray(9), 9, format, 1, L"\x4e2d"), 0);
         }
     }
     char buffer[] = "........";
     EXPECT_EQ(Cmn_String::SafePrintf(buffer, -1, "%s", "uvwxyz"), -1);
+    EXPECT_LT(Cmn_String::SafePrintf(buffer, 5, "%s", "123456"), 0);
     EXPECT_EQ(Cmn_String::SafePrintf(buffer, 6, "%s", "uvwxyz"), 6) << "no room for the NUL";
     EXPECT_EQ(Cmn_String::SafePrintf(buffer, 6, "%s", "abc"), 3);
     EXPECT_EQ(std::string_view(buffer, 9), std::string_view("abc\0yz..", 9));
-    EXPECT_LT(Cmn_String::SafePrintf(buffer, 5, "%s", "123456"), 0);
 }
 
 // ---- Building and taking apart
@@ -204,15 +182,8 @@ TEST(StringTest, ChangesGiveTheseTexts) {
     EXPECT_STREQ(Cmn_String("'").GetUnquoted('\'').Unquote('[', '\''), "'");
     EXPECT_STREQ(Cmn_String("\xC4X1").ToLower(), "\xE4x1");
     EXPECT_STREQ(Cmn_String("\xE4x1").ToUpper(), "\xC4X1");
-}
-
-TEST(StringTest, SplitKeepsOrSkipsEmptyPiecesAndJoinSkipsThem) {
-    EXPECT_THAT(Cmn_String("a,,b,").Split(',', false), ElementsAre("a", "", "b", ""));
+    EXPECT_STREQ(Cmn_String::Join({"", "a", "", "b"}, ", ", false), "a, b");
     EXPECT_THAT(Cmn_String("a,,b,").Split(',', true), ElementsAre("a", "b"));
-    EXPECT_THAT(Cmn_String().Split(',', false), ElementsAre(""));
-    EXPECT_THAT(Cmn_String().Split(',', true), ElementsAre());
-    for (const bool ignored : {false, true})
-        EXPECT_STREQ(Cmn_String::Join({"", "a", "", "b"}, ", ", ignored), "a, b");
 }
 
 TEST(StringTest, NullPointersAreReportedWhereATextIsRequired) {
@@ -237,12 +208,10 @@ TEST(StringTest, ComparisonsFollowOrderCaseAndLength) {
         EXPECT_TRUE((a > b) == (order > 0) && (a >= b) == (order >= 0));
         EXPECT_TRUE((a == b) == (order == 0) && (a != b) == (order != 0));
     };
-    const char* const texts[] = {"", "Ab", "Abc", "abc"};
-    for (int i = 0; i < 16; ++i) {
-        const char *const a = texts[i / 4], *const b = texts[i % 4];
-        expectOrder(Cmn_String(a), Cmn_String(b), strcmp(a, b));
-        expectOrder(Cmn_String(a), b, strcmp(a, b));
-        expectOrder(a, Cmn_String(b), strcmp(a, b));
+    for (const auto& [b, order] : {std::pair{"", 1}, {"Ab", 1}, {"Abc", 0}, {"abc", -1}}) {
+        expectOrder(Cmn_String("Abc"), Cmn_String(b), order);
+        expectOrder(Cmn_String("Abc"), b, order);
+        expectOrder(b, Cmn_String("Abc"), -order);
     }
     const Cmn_String text("Abc");
     EXPECT_TRUE(text.Equal("aBC", false) && !text.Equal("aBC", true) && !text.Equal("Ab", false));
@@ -280,36 +249,34 @@ TEST(StringTest, EncodingsConvertBothWays) {
 }
 
 TEST(StringTest, ConversionsNameTheirCodePagesAndFailAfterThreeDoublings) {
-    auto& platform = GetTextPlatform();
-    static const auto kReal = platform;
     static std::ostringstream sCalls;
-    static bool sFails;
-    platform.widen = [](CodePage page, bool precomposed, std::string_view text, wchar_t* out, int size) {
+    static int sWide, sNarrow;  // what the conversions answer
+    GetTextPlatform().widen = [](CodePage page, bool precomposed, auto, wchar_t*, int size) {
         sCalls << (precomposed ? " p" : " ") << static_cast<int>(page) << ":" << size;
-        return sFails ? Conversion{0, true} : kReal.widen(page, precomposed, text, out, size);
+        return Conversion{sWide, sWide == 0};
     };
-    platform.narrow = [](CodePage page, const wchar_t* text, int length, char* out, int size) {
+    GetTextPlatform().narrow = [](CodePage page, const wchar_t*, int, char* out, int size) {
         sCalls << " to " << static_cast<int>(page) << ":" << size;
-        return kReal.narrow(page, text, length, out, size);
+        if (size != 0) *out = 'x';
+        return Conversion{sNarrow, false};
     };
-    wchar_t wide[2];
-    for (const bool is1252 : {false, true}) {
+    const std::tuple<bool, int, int, const char*> cases[] = {
+        {false, 1, 1, " 0:0 0:1 to 65001:0 to 65001:1 p0:1 65001:2 to 0:2"},
+        {true, 1, 1, " 1252:0 1252:1 to 65001:0 to 65001:1 p1252:1 65001:2 to 1252:2"},
+        {false, 1, 0, " 0:0 0:1 to 65001:0 p0:1 65001:2 to 0:2"},
+        {false, 0, 0, " 0:0 p0:1 65001:2 65001:4 65001:8 65001:16"}};
+    for (const auto& [is1252, wideCount, narrowCount, calls] : cases) {
+        sWide = wideCount;
+        sNarrow = narrowCount;
         Cmn_String text("x");
-        EXPECT_TRUE(text.ToUTF8(is1252) == "x" && text.ToUTF16(wide, 1, is1252));
-        EXPECT_EQ(text.FromUTF8("x", 1, is1252), 1);
+        wchar_t wide[2] = L"";
+        EXPECT_STREQ(text.ToUTF8(is1252), narrowCount != 0 ? "x" : "");
+        EXPECT_EQ(text.ToUTF16(wide, 1, is1252), wideCount != 0);
+        EXPECT_EQ(text.FromUTF8("x", 1, is1252), narrowCount);
+        EXPECT_EQ(std::exchange(sCalls, {}).str(), calls);
     }
-    sFails = true;
-    EXPECT_EQ(Cmn_String("x").FromUTF8("x", 1), 0);
-    EXPECT_STREQ(Cmn_String("x").ToUTF8(), "");
-    EXPECT_EQ(sCalls.str(),
-              " 0:0 0:1 to 65001:0 to 65001:1 p0:1 65001:2 to 0:2 1252:0 1252:1 to 65001:0 to 65001:1"
-              " p1252:1 65001:2 to 1252:2 65001:2 65001:4 65001:8 65001:16 0:0");
-    platform = kReal;
-    platform.narrow = [](CodePage, const wchar_t*, int, char*, int) { return Conversion{0, false}; };
-    EXPECT_STREQ(Cmn_String("x").ToUTF8(), "");
-    EXPECT_THAT(TakeTraces(), ElementsAre("Error converting Cmn_BasicString to wide characters\n",
-                                          "Error converting wide chars to UTF8.\n"));
-    platform = kReal;
+    EXPECT_THAT(TakeTraces(), ElementsAre("Error converting wide chars to UTF8.\n",
+                                          "Error converting Cmn_BasicString to wide characters\n"));
 }
 
 // ---- Files
@@ -326,13 +293,10 @@ TEST(StringTest, FilesAreReadWholeOrNotAtAll) {
                                       nullptr, CREATE_NEW, 0, nullptr);
     expectRead(path, 0, "");
     expectRead(path + ".missing", 100, kNull);
-    expectRead(folder.Path(), 100, kNull);
     EXPECT_FALSE(kEmptyString.WriteFile(folder.Path().c_str()));
-    EXPECT_TRUE(Cmn_String("two\r\nlines").WriteFile(path.c_str()));
-    expectRead(path, 10, "two\r\nlines");
-    expectRead(path, 9, kNull);
-    EXPECT_TRUE(Cmn_String(std::string_view("ab\0cd", 5)).WriteFile(path.c_str()));
-    expectRead(path, 5, "ab");
+    EXPECT_TRUE(Cmn_String(std::string_view("two\r\nlines\0cd", 13)).WriteFile(path.c_str()));
+    expectRead(path, 13, "two\r\nlines");
+    expectRead(path, 12, kNull);
     LARGE_INTEGER size{.QuadPart = 3'000'000'000};
     ASSERT_TRUE(::SetFilePointerEx(file, size, nullptr, FILE_BEGIN) && ::SetEndOfFile(file));
     expectRead(path, UINT_MAX, kNull);

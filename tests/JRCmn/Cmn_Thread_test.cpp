@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
+
 #include "JRCmn/Cmn_Trace.h"
 #include "JRCmn/Internal/Cmn_ThreadCalls.h"
 #include "JRCmn/Internal/Cmn_ThreadStack.h"
@@ -9,32 +11,22 @@
 #include "tests/support/TraceCapture.h"
 
 using namespace NorvikLibInternal;
-using testing::Contains, testing::ContainsRegex, testing::ElementsAre, testing::HasSubstr,
-    testing::StartsWith;
+using testing::AllOf, testing::Contains, testing::ContainsRegex, testing::ElementsAre, testing::HasSubstr,
+    testing::IsSupersetOf, testing::StartsWith;
 
 namespace {
 
 void* const kCaller = reinterpret_cast<void*>(-1);
 
-class Cmn_ThreadTest : public testing::Test {
-protected:
-    ~Cmn_ThreadTest() override { mCalls = {}; }
-    ThreadCalls& mCalls = GetThreadCalls();
-};
+ThreadCalls& gCalls = GetThreadCalls();
 
 auto Failed(const std::string& expression, int line) {
     return HasSubstr("'" + expression + "' failed in JRCmn\\Cmn_Thread.cpp(" + std::to_string(line) + ").\n");
 }
 
-HANDLE Duplicate(HANDLE handle) {
-    HANDLE copy = nullptr, self = ::GetCurrentProcess();
-    ::DuplicateHandle(self, handle, self, &copy, 0, FALSE, DUPLICATE_SAME_ACCESS);
-    return copy;
-}
-
 // The value that the next handle of this process has: another one when a handle was left open.
 HANDLE FreshHandle() {
-    return KernelHandle(Duplicate(::GetCurrentProcess())).Get();
+    return KernelHandle(::CreateEventA(nullptr, FALSE, FALSE, nullptr)).Get();
 }
 
 struct Desk {
@@ -49,10 +41,10 @@ struct Desk {
 
 }  // namespace
 
-TEST_F(Cmn_ThreadTest, LevelsReachThePlatformByTheTable) {
+TEST(Cmn_Thread, LevelsReachThePlatformByTheTable) {
     static std::vector<int> reached, levels;  // native ones as 1000 and more
-    mCalls.setPriority = [](HANDLE, int priority) { return reached.push_back(priority), TRUE; };
-    mCalls.setThread = [](HANDLE, LONG kind, void* level, ULONG) -> LONG {
+    gCalls.setPriority = [](HANDLE, int priority) { return reached.push_back(priority), TRUE; };
+    gCalls.setThread = [](HANDLE, LONG kind, void* level, ULONG) -> LONG {
         return reached.push_back(500 * kind + *static_cast<LONG*>(level)), 0;
     };
     for (const int level : {INT_MIN, 3, 4, 6, 7, 8, 9, 10, 12, 13, 15, 16})
@@ -64,10 +56,10 @@ TEST_F(Cmn_ThreadTest, LevelsReachThePlatformByTheTable) {
     EXPECT_THAT(TakeReports(), ElementsAre(Failed("false", 82), Failed("false", 82)));
 }
 
-TEST_F(Cmn_ThreadTest, PrivilegeIsAskedForUntilItIsGranted) {
+TEST(Cmn_Thread, PrivilegeIsAskedForUntilItIsGranted) {
     static int asked = 0;
-    mCalls.setThread = [](auto...) { return static_cast<LONG>(asked == 1 ? 0xC0000002 : 0); };
-    mCalls.adjustPrivileges = [](auto...) -> BOOL {
+    gCalls.setThread = [](auto...) { return static_cast<LONG>(asked == 1 ? 0xC0000002 : 0); };
+    gCalls.adjustPrivileges = [](auto...) -> BOOL {
         ::SetLastError(++asked == 2 ? ERROR_NOT_ALL_ASSIGNED : ERROR_SUCCESS);
         return asked != 1;
     };
@@ -79,45 +71,71 @@ TEST_F(Cmn_ThreadTest, PrivilegeIsAskedForUntilItIsGranted) {
                                           "Set thread priority failed!\n", refused));
 }
 
-TEST_F(Cmn_ThreadTest, ARefusedBoostOutsideWineAndAMissingInterfaceAreReported) {
-    mCalls.setPriorityBoost = [](HANDLE, BOOL disable) -> BOOL { return !disable; };
-    mCalls.statusToError = nullptr;
+TEST(Cmn_Thread, ARefusedBoostOutsideWineAndAMissingInterfaceAreReported) {
+    gCalls.setPriorityBoost = [](HANDLE, BOOL disable) -> BOOL { return !disable; };
+    gCalls.queryThread = [](auto...) { return LONG(0xC0000008); };
+    gCalls.openProcessToken = [](auto...) { return FALSE; };
+    EXPECT_EQ(Cmn_Thread::GetThreadPriority(kCaller), -1);
+    EXPECT_FALSE(Cmn_Thread::SetThreadPriority(16, kCaller));
+    EXPECT_THAT(TakeTraces(), ElementsAre(StartsWith("Cmn_Thread::GetThreadPriority failed: ")));
+    gCalls.openProcessToken = &::OpenProcessToken;
+    gCalls.statusToError = nullptr;
     for (const bool isWine : {true, false}) {
         OverrideWineProbe(isWine);
         EXPECT_TRUE(Cmn_Thread::SetThreadPriority(8, kCaller));
-        EXPECT_FALSE(Cmn_Thread::SetThreadPriority(16, kCaller));
     }
+    OverrideWineProbe(std::nullopt);
+    EXPECT_FALSE(Cmn_Thread::SetThreadPriority(16, kCaller));
     EXPECT_EQ(Cmn_Thread::GetThreadPriority(kCaller), -1);
-    const auto missing = Failed("NativeAPIOK()", 193);
-    EXPECT_THAT(TakeReports(), ElementsAre(missing, Failed("JR_ShellApp::IsWine()", 247), missing,
+    EXPECT_THAT(TakeReports(), ElementsAre(Failed("JR_ShellApp::IsWine()", 247), Failed("NativeAPIOK()", 193),
                                            Failed("NativeAPIOK()", 278)));
 }
 
-TEST_F(Cmn_ThreadTest, AFailedLaunchLeavesNoThreadHandleOrBody) {
+TEST(Cmn_Thread, AFailedLaunchLeavesNoThreadHandleOrBody) {
     static HANDLE suspended;
-    mCalls.createThread = [](auto...) { return ::SetLastError(5), HANDLE(); };
+    gCalls.createThread = [](auto...) { return ::SetLastError(5), HANDLE(); };
+    gCalls.resumeThread = [](HANDLE handle) -> DWORD {
+        suspended = ::OpenThread(SYNCHRONIZE, FALSE, ::GetThreadId(handle));
+        return ::SetLastError(6), -1;
+    };
     Cmn_Thread thread("Never", eNormal, 0);
     const auto calls = std::make_shared<int>(0);
     EXPECT_EQ(thread.Launch([=] { return ++*calls; }), 5);
-    mCalls = {};
-    mCalls.resumeThread = [](HANDLE handle) -> DWORD {
-        suspended = Duplicate(handle);
-        return ::SetLastError(6), -1;
-    };
+    gCalls.createThread = &::CreateThread;
     const HANDLE fresh = FreshHandle();
     EXPECT_EQ(thread.Launch([=] { return ++*calls; }), 6);
     EXPECT_EQ(::WaitForSingleObject(suspended, 10'000), WAIT_OBJECT_0);
     ::CloseHandle(suspended);
-    EXPECT_EQ(FreshHandle(), fresh);
+    EXPECT_TRUE(FreshHandle() == fresh && !thread.GetHandle());
     EXPECT_THAT(TakeReports(), ElementsAre(Failed("mThreadHandle != 0", 100),
                                            Failed("::ResumeThread(mThreadHandle) != -1", 102)));
-    mCalls = {};
+    gCalls.resumeThread = &::ResumeThread;
     EXPECT_EQ(thread.Launch([] { return 4L; }), 0);
     EXPECT_EQ(thread.ThreadEnd(), 4);
     EXPECT_TRUE(*calls == 0 && calls.use_count() == 1);
 }
 
-TEST_F(Cmn_ThreadTest, GoesThroughItsStatesAgainAndAgain) {
+TEST(Cmn_Thread, HasItsStackAndPriorityBeforeItRuns) {
+    static std::vector<std::string> steps;
+    gCalls.createThread = [](auto security, SIZE_T size, auto start, auto run, DWORD flags, auto id) {
+        steps.push_back("create " + std::to_string(size) + " " + std::to_string(flags));
+        return ::CreateThread(security, size, start, run, flags, id);
+    };
+    gCalls.setPriority = [](HANDLE, int priority) {
+        return steps.push_back("priority " + std::to_string(priority)), TRUE;
+    };
+    gCalls.resumeThread = [](HANDLE handle) { return steps.push_back("resume"), ::ResumeThread(handle); };
+    long answer = 3;
+    Cmn_Thread thread("Steps", eHigh, 0x40000);
+    thread.Launch([](void* number) { return *static_cast<long*>(number); }, &answer);
+    EXPECT_EQ(thread.ThreadEnd(), 3);
+    EXPECT_THAT(steps, ElementsAre("create 262144 4", "priority 2", "resume"));
+    gCalls.setPriority = [](HANDLE, int) -> BOOL { throw 1; };  // as a failure hook may
+    EXPECT_THROW(thread.Launch([] { return 4L; }), int);
+    EXPECT_FALSE(thread.IsLaunched() || thread.GetHandle());
+}
+
+TEST(Cmn_Thread, GoesThroughItsStatesAgainAndAgain) {
     bool finished = false;
     {
         Desk desk;
@@ -142,18 +160,18 @@ TEST_F(Cmn_ThreadTest, GoesThroughItsStatesAgainAndAgain) {
     EXPECT_TRUE(finished) << "destroyed while its body ran";
 }
 
-TEST_F(Cmn_ThreadTest, EndedByItsOwnBodyItIsFreeForAnotherOne) {
+TEST(Cmn_Thread, EndedByItsOwnBodyItIsFreeForAnotherOne) {
     static Desk desk;
-    static HANDLE first;
     static auto* const thread = new Cmn_Thread("Own", eNormal, 0);
     thread->Launch([] {
-        first = Duplicate(thread->GetHandle());
         EXPECT_FALSE(thread->WaitForEnd(INFINITE));
-        return thread->ThreadEnd() + desk.Work(nullptr);
+        EXPECT_EQ(thread->ThreadEnd(), 0);
+        return desk.Work(nullptr);
     });
+    const KernelHandle first(::OpenThread(SYNCHRONIZE, FALSE, thread->GetID()));
     ::WaitForSingleObject(desk.entered.Get(), INFINITE);
-    thread->Launch([] {
-        ::SignalObjectAndWait(desk.goOn.Get(), first, INFINITE, FALSE);
+    thread->Launch([&] {
+        ::SignalObjectAndWait(desk.goOn.Get(), first.Get(), INFINITE, FALSE);
         EXPECT_FALSE(thread->IsGone()) << "the end of the first body counts for the second";
         delete thread;
         return long{::SetEvent(desk.entered.Get())};
@@ -163,48 +181,47 @@ TEST_F(Cmn_ThreadTest, EndedByItsOwnBodyItIsFreeForAnotherOne) {
     EXPECT_THAT(TakeReports(), ElementsAre(HasSubstr("wait without limit for its own end"), own, own));
 }
 
-TEST_F(Cmn_ThreadTest, StackNamesWhereAThreadIsAndIsMissedWhenItHasEnded) {
+TEST(Cmn_Thread, StackNamesWhereAThreadIsAndIsMissedWhenItHasEnded) {
     Desk desk;
     Cmn_TThread<Desk> thread("Desk", eNormal, 0);
     thread.Launch(&desk, &Desk::Work, nullptr);
     ::WaitForSingleObject(desk.entered.Get(), INFINITE);
     char id[16];
-    const std::string heading = std::string("Stack trace of the thread ") + _ultoa(thread.GetID(), id, 16);
+    const std::string heading = std::string("Stack trace of the thread ") + _ultoa(thread.GetID(), id, 16),
+                      missing = heading + " cannot be obtained.\n";
     ::SetLastError(1234);
     Cmn_Thread::PrintStackTrace(DWORD{thread.GetID()});
     EXPECT_EQ(::GetLastError(), 1234u);
-    const std::vector<std::string> lines = TakeTraces();
-    EXPECT_EQ(lines[0], heading + ":\n");
-    EXPECT_THAT(lines, Contains(ContainsRegex("Work \\(JRCmn.Cmn_Thread_test.cpp:")));
-    mCalls.getContext = [](auto...) { return FALSE; };
+    EXPECT_THAT(TakeTraces(), AllOf(Contains(heading + ":\n"),
+                                    Contains(ContainsRegex("Work \\(JRCmn.Cmn_Thread_test.cpp:"))));
+    gCalls.getContext = [](auto...) { return FALSE; };
     Cmn_Thread::PrintStackTrace(thread.GetHandle());
-    EXPECT_THAT(TakeTraces(), ElementsAre(heading + " cannot be obtained.\n"));
+    EXPECT_THAT(TakeTraces(), ElementsAre(missing));
     ::SignalObjectAndWait(desk.goOn.Get(), thread.GetHandle(), INFINITE, FALSE);
     Cmn_Thread::PrintStackTrace(thread.GetHandle());
     EXPECT_THAT(TakeReports(), ElementsAre(Failed("::SuspendThread(inThreadHandle) != (DWORD)-1", 345)));
-    EXPECT_EQ(TakeTraces().back(), heading + " cannot be obtained.\n");
     Cmn_Thread::PrintStackTrace(kCaller);
-    EXPECT_TRUE(AnyContains(TakeTraces(), "StackNamesWhereAThreadIs"));
+    EXPECT_THAT(TakeTraces(), IsSupersetOf({HasSubstr(missing), HasSubstr("StackNamesWhereAThreadIs")}));
 }
 
-TEST_F(Cmn_ThreadTest, ThreadsThatAllocateTraceAndCaptureEachOtherAllGoOn) {
+TEST(Cmn_Thread, ThreadsThatAllocateTraceAndCaptureEachOtherAllGoOn) {
     constexpr int kCaptures = 1'500;
-    std::atomic<int> starting{2}, ending{2};
-    const auto meet = [](std::atomic<int>& missing) {
-        for (--missing; missing;)
-            ::Sleep(0);
+    std::atomic<int> begun{0}, done{0};
+    const auto Meet = [](std::atomic<int>& arrived) {
+        for (++arrived; arrived < 2;)
+            ::SwitchToThread();
     };
     Cmn_Thread threads[2] = {{"A", eNormal, 0}, {"B", eNormal, 0}};
     for (Cmn_Thread& thread : threads)
         thread.Launch([&, &other = threads[&thread == threads]] {
             int captured = 0;
-            meet(starting);
+            Meet(begun);
             for (StackFrames frames; captured < kCaptures && CaptureThread(other.GetHandle(), frames);
                  ++captured)
                 Cmn_Trace("%s\n", std::string(captured, 'x').c_str());
-            meet(ending);  // who has ended cannot be captured
+            Meet(done);  // who has ended cannot be captured
             return captured;
         });
-    EXPECT_EQ(threads[0].ThreadEnd(), kCaptures);
-    EXPECT_EQ(threads[1].ThreadEnd(), kCaptures);
+    for (Cmn_Thread& thread : threads)
+        EXPECT_EQ(thread.ThreadEnd(), kCaptures);
 }

@@ -12,39 +12,16 @@ std::string ProgramFolder() {
     return whole.substr(0, whole.rfind('\\') + 1);
 }
 
-std::string CommandLine(const std::string& program, const std::vector<std::string>& arguments) {
+std::string CommandLine(const std::string& program, const Arguments& arguments) {
     std::string line = "\"" + program + "\"";
     for (const std::string& argument : arguments)
         line += " \"" + argument + "\"";
     return line;
 }
 
-// Variables set for the child only, put back afterwards.
-class ScopedEnvironment {
-public:
-    explicit ScopedEnvironment(const std::map<std::string, std::string>& variables) {
-        for (const auto& [name, value] : variables) {
-            char old[4096];
-            const DWORD length = ::GetEnvironmentVariableA(name.c_str(), old, sizeof old);
-            mOld[name] = std::string(old, length < sizeof old ? length : 0);
-            ::SetEnvironmentVariableA(name.c_str(), value.c_str());
-        }
-    }
-    ~ScopedEnvironment() {
-        for (const auto& [name, value] : mOld) {
-            ::SetEnvironmentVariableA(name.c_str(), value.empty() ? nullptr : value.c_str());
-        }
-    }
-
-private:
-    std::map<std::string, std::string> mOld;
-};
-
 }  // namespace
 
-ChildProcess::ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
-                           const std::map<std::string, std::string>& environment) {
-    const ScopedEnvironment scoped(environment);
+ChildProcess::ChildProcess(const std::string& program, const Arguments& arguments, const std::string& root) {
     SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
     HANDLE writeEnd = nullptr;
     ::CreatePipe(&mReadEnd, &writeEnd, &inherited, 0);
@@ -56,9 +33,13 @@ ChildProcess::ChildProcess(const std::string& program, const std::vector<std::st
     startup.hStdOutput = startup.hStdError = writeEnd;
     PROCESS_INFORMATION process = {};
     std::string line = CommandLine(ProgramFolder() + program, arguments);
+    char ownRoot[MAX_PATH] = "";
+    ::GetEnvironmentVariableA("NORVIKLIB_ROOT", ownRoot, sizeof ownRoot);
+    if (!root.empty()) ::SetEnvironmentVariableA("NORVIKLIB_ROOT", root.c_str());
     const BOOL started = ::CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
                                           &startup, &process);
     EXPECT_TRUE(started) << line << ": error " << ::GetLastError();
+    ::SetEnvironmentVariableA("NORVIKLIB_ROOT", ownRoot);
     ::CloseHandle(writeEnd);
     if (!started) return;
     ::CloseHandle(process.hThread);

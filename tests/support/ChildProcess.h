@@ -2,7 +2,7 @@
 
 // A second process from the folder of the test program, with its output.
 //
-//   ChildProcess child("norvik.exe", {"logs", "--help"}, {{"NORVIKLIB_ROOT", folder.Path()}});
+//   ChildProcess child("norvik.exe", {"logs", "--help"}, folder.Path());
 //   EXPECT_EQ(child.Wait(10'000), 0);
 //
 // Threads:   one thread at a time
@@ -10,18 +10,18 @@
 // Errors:    Wait returns kTimedOut when the child does not end in time; a child that cannot be started fails the test
 // Units:     milliseconds
 
-#include <map>
 #include <string>
 #include <thread>
 #include <vector>
+
+using Arguments = std::vector<std::string>;
 
 class ChildProcess {
 public:
     static constexpr int kTimedOut = -1000;
 
-    // `environment` adds to this process's.
-    ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
-                 const std::map<std::string, std::string>& environment = {});
+    // With a root folder of its own, or with that of this process.
+    ChildProcess(const std::string& program, const Arguments& arguments, const std::string& root = {});
     ~ChildProcess();
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;

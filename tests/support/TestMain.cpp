@@ -8,8 +8,8 @@
 #include <cstdio>
 #include <thread>
 
-#include "JRCmn/Cmn_Assert.h"
 #include "JRCmn/Cmn_DefaultLog.h"
+#include "JRCmn/Cmn_Thread.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/TraceCapture.h"
 
@@ -17,22 +17,6 @@ namespace {
 
 constexpr DWORD kHangLimit = 100'000;  // ms, a little less than the limit that ctest gives a test
 constexpr int kHangExitCode = 99;
-
-void PrintStackOf(DWORD threadId) {
-    const HANDLE thread = ::OpenThread(THREAD_ALL_ACCESS, FALSE, threadId);
-    if (!thread) return;
-    CONTEXT context = {};
-    context.ContextFlags = CONTEXT_FULL;
-    if (::SuspendThread(thread) != static_cast<DWORD>(-1)) {
-        const BOOL read = ::GetThreadContext(thread, &context);
-        ::ResumeThread(thread);
-        std::fprintf(stderr, "Thread %lu:\n", threadId);
-        if (read) Cmn_Assert::PrintStackTrace(0, &context, true);
-        for (const std::string& line : TakeTraces())
-            std::fputs(line.c_str(), stderr);
-    }
-    ::CloseHandle(thread);
-}
 
 // A test that hangs ends with the stacks of all its threads.
 void WatchForHang() {
@@ -45,7 +29,9 @@ void WatchForHang() {
     for (BOOL more = ::Thread32First(snapshot, &entry); more; more = ::Thread32Next(snapshot, &entry)) {
         if (entry.th32OwnerProcessID == ::GetCurrentProcessId() &&
             entry.th32ThreadID != ::GetCurrentThreadId()) {
-            PrintStackOf(entry.th32ThreadID);
+            Cmn_Thread::PrintStackTrace(entry.th32ThreadID);
+            for (const std::string& line : TakeTraces())
+                std::fputs(line.c_str(), stderr);
         }
     }
     ::TerminateProcess(::GetCurrentProcess(), kHangExitCode);

@@ -55,6 +55,12 @@ std::vector<std::string> TakeReports() {
     return reports;
 }
 
+testing::AssertionResult ReportedOnce(const std::string& text) {
+    const std::vector<std::string> reports = TakeReports();
+    if (reports.size() == 1 && AnyContains(reports, text)) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << testing::PrintToString(reports) << " instead of one with " << text;
+}
+
 bool AnyContains(const std::vector<std::string>& lines, const std::string& text) {
     return std::ranges::any_of(lines, [&](const std::string& line) { return line.find(text) != line.npos; });
 }

@@ -5,6 +5,8 @@
 //
 // Threads: any.  Ownership: none.  Errors: none.  Units: lines as traced, without time stamp, with their line feed.
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <vector>
 
@@ -13,6 +15,9 @@ std::vector<std::string> TakeTraces();
 
 // Only the failure lines ("REPORT >>> ..."); the other lines stay.
 std::vector<std::string> TakeReports();
+
+// Whether there was exactly one failure line since the last look, with this text in it. Takes it.
+testing::AssertionResult ReportedOnce(const std::string& text);
 
 // Whether one of the lines holds the text.
 bool AnyContains(const std::vector<std::string>& lines, const std::string& text);

@@ -10,14 +10,9 @@
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TempFolder.h"
 
-using testing::AllOf, testing::EndsWith, testing::HasSubstr, testing::Not;
-
-namespace {
+using testing::AllOf, testing::ContainsRegex, testing::HasSubstr, testing::Not;
 
 constexpr unsigned kLimit = 30'000;
-using Words = std::vector<std::string>;
-
-}  // namespace
 
 TEST(NorvikTool, HelpNamesEveryVerbAndEveryVerbHasHelp) {
     ChildProcess help("norvik.exe", {"--help"}), none("norvik.exe", {});
@@ -40,21 +35,18 @@ TEST(NorvikTool, OutputAndExitCodeFitTheCommandLine) {
     const std::string logs = root.Path("Logs\\"), newer = logs + "Run #1 My App - 02.log",
                       report = "REPORT >>> Warning! ";
     std::filesystem::create_directory(logs);
-    WriteWholeFile(logs + "Run #7 My - App - 01.log",
-                   "1000000000.000 old\r\n1000000001.000 " + report + "Fan 1 stands\r\n");
-    WriteWholeFile(newer, "1000000100.000 first\r\n1000000101.500 " + report +
-                              "no in X.cpp(5).\r\n1000000102.000 last\r\n");
+    WriteWholeFile(logs + "Run #7 My - App - 01.log", "1000000001.000 " + report + "Fan 1 stands\r\n");
+    WriteWholeFile(newer, "1000000101.500 " + report + "no in X.cpp(5).\r\n1000000102.000 last\r\n");
     for (const char* const other :
          {"12 A - 01.log.old", "x A - 01.log", "12 A.log", ".log", "99999999999999999999 A - 01.log"})
         WriteWholeFile(logs + "Run #" + other, "no name of a log");
     const auto isNewer = HasSubstr("X.cpp(5)"), isOlder = HasSubstr("Fan 1 stands");
     const struct {
-        Words words;
+        Arguments words;
         int exitCode;
         testing::Matcher<const std::string&> output;
     } cases[] = {
         {{"bogus"}, 2, HasSubstr("'bogus'")},
-        {{"--bogus"}, 2, HasSubstr("'--bogus'")},
         {{"logs", "--bogus"}, 2, HasSubstr("'--bogus'")},
         {{"logs", "--lines"}, 2, HasSubstr("--lines")},
         {{"logs", "--raw=yes", "1"}, 2, HasSubstr("--raw")},
@@ -63,9 +55,7 @@ TEST(NorvikTool, OutputAndExitCodeFitTheCommandLine) {
         {{"logs", "--count", "3"}, 2, HasSubstr("--follow")},
         {{"logs", "99"}, 1, HasSubstr("run 99")},
         {{"logs", "missing.log"}, 1, HasSubstr("missing.log")},
-        {{"logs"},
-         0,
-         AllOf(HasSubstr("NAME\n  1    2 "), HasSubstr("My App\n  7    1 "), EndsWith("  My - App\n"))},
+        {{"logs"}, 0, ContainsRegex("NAME\n  1    2 .*My App\n  7    1 .*  My - App\n$")},
         {{"logs", "--raw", "--lines", "1", "1"}, 0, "1000000102.000 last\n"},
         {{"logs", "--raw", "--lines=1", newer}, 0, "1000000102.000 last\n"},
         {{"logs", "--reports"}, 0, AllOf(isNewer, Not(isOlder))},
@@ -73,9 +63,8 @@ TEST(NorvikTool, OutputAndExitCodeFitTheCommandLine) {
         {{"logs", "--reports", "--all"}, 0, AllOf(isNewer, isOlder)},
     };
     std::list<ChildProcess> children;
-    const std::map<std::string, std::string> variables = {{"NORVIKLIB_ROOT", root.Path()}};
     for (const auto& test : cases)
-        children.emplace_back("norvik.exe", test.words, variables);
+        children.emplace_back("norvik.exe", test.words, root.Path());
     for (const auto& test : cases) {
         SCOPED_TRACE(testing::PrintToString(test.words));
         EXPECT_EQ(children.front().Wait(kLimit), test.exitCode);
@@ -98,14 +87,11 @@ TEST(NorvikTool, FollowPrintsEveryLineOnceThroughRewindsAndGoesOnWithANewRun) {
     }
     ASSERT_EQ(child.Wait(kLimit), 0);
 
-    std::istringstream output(child.Output());
+    const std::string output = child.Output();
     int next = 0;
-    for (std::string line; std::getline(output, line);) {
-        if (const std::size_t at = line.find(" line "); at != line.npos) {
-            ASSERT_EQ(std::stoi(line.substr(at + 6)), next++);
-        }
-    }
+    for (std::size_t at = 0; (at = output.find(" line ", at)) != output.npos; ++next)
+        ASSERT_EQ(std::stoi(output.substr(at += 6)), next);
     EXPECT_EQ(next, 610);
-    EXPECT_THAT(child.Output(), AllOf(HasSubstr("--- the file was rewound here ---"),
-                                      HasSubstr("--- Run #3 App - 01.log ---")));
+    EXPECT_THAT(output, AllOf(HasSubstr("--- the file was rewound here ---"),
+                              HasSubstr("--- Run #3 App - 01.log ---")));
 }

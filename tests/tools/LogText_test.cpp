@@ -101,14 +101,13 @@ TEST(LogText, SurvivingLinesComeOnceInWritingOrderWhereverTheWriterStands) {
             }
             writer.Write(stamp += below(longestGap), record);
 
-            Texts certain, shown;
+            Texts certain, shown, surviving = writer.lines;
+            std::erase(surviving, "");
             for (const LogLine& line : ReadLog(writer.bytes)) {
                 if (line.kind == Kind::Note || line.unfinished) continue;
                 shown.push_back(line.text);
                 if (line.kind != Kind::Cut) certain.push_back(line.text);
             }
-            Texts surviving = writer.lines;
-            std::erase(surviving, "");
             ASSERT_TRUE(certain == surviving || mostLines > 1) << testing::PrintToString(certain);
             // Where a record of several lines meets a seam it is unclear what its lines continue: they may be
             // shown as cut, but none is lost, and what is shown as certain stands in order.
