@@ -21,7 +21,7 @@ Cmn_ScheduleLaterWin32::~Cmn_ScheduleLaterWin32() {
     }
     // A job may destroy this object while the thread that has handed it in has not left yet.
     { const IPC_BenaphoreLocker locker(mLock); }
-    DiscardPendingJobs();
+    Cmn_ScheduleLaterWin32::DiscardPendingJobs();
 }
 
 // Claimed under the lock, done without: what the manager has to report may hand in a job itself.
