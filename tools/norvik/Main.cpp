@@ -11,7 +11,8 @@ namespace NorvikTool {
 // The table of verbs, in the order of the help: one line for each. A file of its own defines cDemoVerb, and so on.
 #define NORVIK_VERBS(VERB) \
     VERB(Demo)             \
-    VERB(Logs)
+    VERB(Logs)             \
+    VERB(Pipe)
 
 #define NORVIK_DECLARE(name) extern const Verb c##name##Verb;
 #define NORVIK_ADDRESS(name) &c##name##Verb,

@@ -1,0 +1,267 @@
+#include "IPC/IPC_NamedPipe.h"
+
+#include <gmock/gmock.h>
+
+#include <thread>
+#include <vector>
+
+#include "JRCmn/Internal/Cmn_Windows.h"
+#include "JRCmn/Internal/Cmn_WineProbe.h"
+#include "tests/support/EventLoop.h"
+#include "tests/support/TraceCapture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr unsigned kLimit = 20'000;
+
+std::string UniquePipe() {
+    static int number = 0;
+    return "NorvikTest" + std::to_string(::GetCurrentProcessId()) + "-" + std::to_string(++number);
+}
+
+// Notes what it is told.
+class Pipe : public IPC_NamedPipe {
+public:
+    explicit Pipe(EReconnectMode mode = eReconnect_None, unsigned rate = 0) : IPC_NamedPipe(mode, rate) {}
+    ~Pipe() override { Stop(kLimit); }
+
+    void ProcessARead(IPC_Buffer* buffer) override {
+        messages.emplace_back(buffer->GetData(), static_cast<size_t>(buffer->GetCount()));
+        if (echoes) Write(buffer->GetData(), static_cast<unsigned>(buffer->GetCount()), nullptr, kLimit);
+        buffer->Reset();
+        received.Set();
+    }
+    void ConnectionEstablished(bool clientConnected) override { established += clientConnected ? 'C' : 'c'; }
+    void ConnectionLost() override {
+        ++lost;
+        lostEvent.Set();
+    }
+    bool Send(const std::string& text) { return Write(text.data(), text.size(), nullptr, kLimit); }
+
+    std::vector<std::string> messages;
+    std::string established;
+    std::atomic<int> lost{0};
+    bool echoes = false;
+    IPC_Event received{IPC_Event::eAutoReset}, lostEvent;
+};
+
+// Every test runs with messages kept apart by the platform and with lengths before them.
+class NamedPipe : public testing::TestWithParam<bool> {
+protected:
+    NamedPipe() { NorvikLibInternal::OverrideWineProbe(GetParam()); }
+
+    void RegisterServer(Pipe& server, int bufferSize = 4'000) {
+        server.InitServer(name.c_str(), bufferSize, -1);
+        manager.RegisterHandler(&server, "server");
+    }
+    bool ConnectClient(Pipe& client) {
+        client.InitClient(name.c_str(), 1'000);
+        RunLoop(manager);
+        return client.Connect(kLimit);
+    }
+    // Until the condition holds.
+    template <typename Condition>
+    bool Process(Condition condition) {
+        for (int i = 0; i < 1'000 && !condition(); ++i)
+            manager.ProcessOneEvent(20);
+        return condition();
+    }
+    // An end of a pipe that does not keep to the rules.
+    HANDLE OpenRaw() {
+        RunLoop(manager);
+        return ::CreateFileA(("\\\\.\\PIPE\\" + name).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                             OPEN_EXISTING, 0, nullptr);
+    }
+    void WriteRaw(HANDLE pipe, const std::string& bytes) {
+        DWORD written;
+        ::WriteFile(pipe, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+    }
+
+    Cmn_EventManager manager;
+    const std::string name = UniquePipe();
+};
+INSTANTIATE_TEST_SUITE_P(Forms, NamedPipe, testing::Bool(),
+                         [](const auto& form) { return form.param ? "WithLengths" : "WithMessages"; });
+
+TEST_P(NamedPipe, AnEventDrivenServerAnswersClientAfterClient) {
+    Pipe server;
+    server.echoes = true;
+    RegisterServer(server);
+    for (int round = 0; round < 20; ++round) {
+        Pipe client;
+        ASSERT_TRUE(ConnectClient(client));
+        for (const size_t size : {1u, 8u, 999u, 1'000u}) {
+            const std::string text(size, static_cast<char>('a' + round));
+            char answer[1'000];
+            int count = 0;
+            ASSERT_TRUE(client.Send(text));
+            RunLoop(manager);
+            ASSERT_TRUE(Process([&] { return !server.messages.empty(); }));
+            ASSERT_TRUE(client.Read(answer, sizeof answer, &count, kLimit));
+            EXPECT_EQ(std::string(answer, static_cast<size_t>(count)), text);
+            EXPECT_THAT(server.messages, ElementsAre(text));
+            server.messages.clear();
+        }
+        EXPECT_TRUE(client.Verify());
+        EXPECT_TRUE(server.IsClientConnected());
+    }
+    EXPECT_TRUE(Process([&] { return server.lost == 20; }));
+    EXPECT_EQ(server.established.substr(0, 6), "cCcCcC");
+    manager.UnregisterHandler(&server);
+}
+
+TEST_P(NamedPipe, AStrangerIsRefusedAndThePlaceIsForTheNext) {
+    const std::string framed = GetParam() ? std::string("\x08\0\0\0\0\0\0\0", 8) : "";
+    const std::string cut = GetParam() ? std::string("\x03\0\0\0\0\0\0\0", 8) : "";
+    Pipe server;
+    RegisterServer(server);
+    for (const std::string& first :
+         {framed + "12345678", cut + "abc", framed + std::string("\x20\x62\x65\x47\0\0\0\1", 8)}) {
+        const HANDLE stranger = OpenRaw();
+        ASSERT_NE(stranger, INVALID_HANDLE_VALUE);
+        const int before = server.lost;
+        WriteRaw(stranger, first);
+        EXPECT_TRUE(Process([&] { return server.lost == before + 1; }));
+        EXPECT_TRUE(ReportedOnce("'mClientConnected' failed in IPC\\IPC_NamedPipe.cpp(727)"));
+        ::CloseHandle(stranger);
+    }
+    Pipe client;
+    ASSERT_TRUE(ConnectClient(client));
+    client.Send("good");
+    EXPECT_TRUE(Process([&] { return !server.messages.empty(); }));
+    EXPECT_THAT(server.messages, ElementsAre("good"));
+    manager.UnregisterHandler(&server);
+}
+
+TEST_P(NamedPipe, AMessageThatIsTooLargeIsDroppedWhole) {
+    Pipe server;
+    RegisterServer(server, 100);
+    Pipe client;
+    ASSERT_TRUE(ConnectClient(client));
+    std::thread sender([&] {
+        client.Send(std::string(10'000, 'x'));
+        client.Send("after");
+    });
+    if (GetParam()) {  // its length is refused, and the stream with it
+        EXPECT_TRUE(Process([&] { return server.lost == 1; }));
+        EXPECT_TRUE(AnyContains(TakeTraces(), "a message's length is out of range"));
+    } else {
+        EXPECT_TRUE(Process([&] { return !server.messages.empty(); }));
+        EXPECT_TRUE(ReportedOnce("failed: buffer too small!!!"));
+        EXPECT_THAT(server.messages, ElementsAre("after"));
+    }
+    sender.join();
+    manager.UnregisterHandler(&server);
+}
+
+TEST_P(NamedPipe, AReaderThreadDeliversUntilItIsStopped) {
+    Pipe server, client;
+    server.InitServer(name.c_str(), 1'000, -1);
+    server.SetReconnectMode(IPC_NamedPipe::eReconnect_OnWrite);
+    server.StartReadThread(eHigh);
+    client.InitClient(name.c_str(), 1'000);
+    ASSERT_TRUE(client.Connect(kLimit));
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_TRUE(client.Send(std::to_string(i)));
+        ASSERT_TRUE(server.received.Wait(kLimit));
+        ASSERT_EQ(server.messages.back(), std::to_string(i));
+    }
+    EXPECT_FALSE(server.Stop(0));
+    EXPECT_TRUE(server.Stop(kLimit));
+    EXPECT_FALSE(server.IsReadThreadRunning());
+    EXPECT_TRUE(server.IsConnected());
+    server.StartReadThread();
+    client.Send("again");
+    EXPECT_TRUE(server.received.Wait(kLimit));
+}
+
+TEST_P(NamedPipe, BlockingCallsExchangeRequestsAndTimeOut) {
+    Pipe server, client;
+    server.InitServer(name.c_str(), 1'000, -1);
+    client.InitClient(name.c_str(), 1'000);
+    EXPECT_FALSE(server.Connect(10));
+    char buffer[100];
+    int count = -1;
+    EXPECT_FALSE(server.Read(buffer, sizeof buffer, &count, 10));
+    std::thread answers([&] {
+        char request[100];
+        int size = 0;
+        ASSERT_TRUE(server.Connect(kLimit));
+        EXPECT_TRUE(server.Read(request, sizeof request, &size, kLimit));
+        EXPECT_EQ(size, 0) << "the greeting";
+        for (const size_t answer :
+             GetParam() ? std::vector<size_t>{5, 500} : std::vector<size_t>{5, 500, 6}) {
+            EXPECT_TRUE(server.Read(request, sizeof request, &size, kLimit));
+            EXPECT_TRUE(server.Send(std::string(answer, 'a')));
+        }
+    });
+    ASSERT_TRUE(client.Connect(kLimit));
+    EXPECT_TRUE(client.WriteAndRead("ask", 3, buffer, sizeof buffer, &count, kLimit));
+    EXPECT_EQ(std::string(buffer, static_cast<size_t>(count)), "aaaaa");
+    EXPECT_FALSE(client.WriteAndRead("ask", 3, buffer, sizeof buffer, &count, kLimit));
+    EXPECT_EQ(count, 0);
+    if (GetParam()) {
+        EXPECT_FALSE(client.IsConnected()) << "out of step";
+    } else {
+        EXPECT_TRUE(ReportedOnce("IPC_NamedPipe::WriteAndRead"));
+        EXPECT_TRUE(client.WriteAndRead("ask", 3, buffer, sizeof buffer, &count, kLimit));
+        EXPECT_EQ(count, 6);
+        EXPECT_FALSE(client.Read(buffer, sizeof buffer, &count, 10));
+        EXPECT_FALSE(client.IsConnected()) << "after a time-out";
+    }
+    answers.join();
+    EXPECT_EQ(client.lost, 1);
+}
+
+TEST_P(NamedPipe, AClientFindsItsServerAgain) {
+    Pipe background(IPC_NamedPipe::eReconnect_Background), onWrite(IPC_NamedPipe::eReconnect_OnWrite, 0);
+    for (Pipe* client : {&background, &onWrite}) {
+        client->InitClient(name.c_str(), 1'000);
+        for (int round = 0; round < 3; ++round) {
+            Pipe server;
+            server.InitServer(name.c_str(), 1'000, -1);
+            manager.RegisterHandler(&server, "server");
+            EXPECT_TRUE(Process([&] { return client->Send("hello") && !server.messages.empty(); }));
+            manager.UnregisterHandler(&server);
+        }
+        EXPECT_TRUE(Process([&] { return !client->Verify(); }));
+        EXPECT_TRUE(client->Stop(kLimit));
+    }
+    EXPECT_EQ(onWrite.lost, 3);
+}
+
+TEST_P(NamedPipe, PendingOperationsEndWithTheObject) {
+    for (int state = 0; state < 3; ++state) {
+        Pipe server, client;
+        RegisterServer(server);
+        RunLoop(manager);
+        const bool connects = state > 0 && ConnectClient(client);
+        EXPECT_EQ(connects && Process([&] { return server.IsClientConnected(); }), state > 0);
+        if (state == 2) {
+            server.CancelPendingIO();
+            client.Send("kept");
+            EXPECT_TRUE(Process([&] { return !server.messages.empty(); }));
+        }
+        manager.UnregisterHandler(&server);
+    }
+    Pipe undefined;
+    EXPECT_FALSE(undefined.GetEventToWaitOn() == nullptr);
+    EXPECT_TRUE(ReportedOnce("'mPipeState != ePipeState_Undefined'"));
+    Pipe nameless;
+    EXPECT_TRUE(nameless.InitServer("", 10, -1));
+    EXPECT_TRUE(AnyContains(TakeTraces(), "IPC_NamedPipe::InitServer '\\\\.\\PIPE\\' failed: "));
+}
+
+TEST(NamedPipeNames, AreMadeFitForWine) {
+    for (const bool isWine : {true, false}) {
+        NorvikLibInternal::OverrideWineProbe(isWine);
+        Pipe client;
+        client.InitClient("a>b", 10);
+        EXPECT_STREQ(client.GetName(), isWine ? "\\\\.\\PIPE\\a_b" : "\\\\.\\PIPE\\a>b");
+    }
+}
+
+}  // namespace
