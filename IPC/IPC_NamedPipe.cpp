@@ -120,8 +120,17 @@ void IPC_NamedPipe::ConnectionLost() {}
 // ---- Connecting --------------------------------------------------------------------------------------------------------
 
 bool IPC_NamedPipe::Connect(unsigned int timeoutMs) {
+    // One thread connects; another one that is told to looks whether it has succeeded.
+    const uint64_t start = Cmn_Time::GetInMilliseconds();
+    std::unique_lock connecting(mConnectLock, std::try_to_lock);
+    while (!connecting.owns_lock() && !mConnected) {
+        const unsigned left = Remaining(start, timeoutMs);
+        if (left == 0 || mChannel->WaitForAbort(std::min(left, kRetryEvery))) return false;
+        static_cast<void>(connecting.try_lock());
+    }
     if (mConnected) return true;
-    const bool connected = mType == ePipeType_Client ? ConnectClient(timeoutMs) : ConnectServer(timeoutMs);
+    const unsigned left = timeoutMs == 0 ? 0 : Remaining(start, timeoutMs);
+    const bool connected = mType == ePipeType_Client ? ConnectClient(left) : ConnectServer(left);
     if (connected && Established()) return true;
     mLastAttempt = Cmn_Time::GetInMilliseconds();
     return false;
@@ -135,7 +144,9 @@ bool IPC_NamedPipe::ConnectClient(unsigned int timeoutMs) {
         const DWORD error = ::GetLastError();
         const unsigned left = Remaining(start, timeoutMs);
         // Another client may be faster, and the server may go, between the question and the opening.
-        const bool isGone = error == ERROR_PIPE_BUSY || error == ERROR_FILE_NOT_FOUND;
+        const bool isGone = error == ERROR_PIPE_BUSY || error == ERROR_FILE_NOT_FOUND ||
+                            error == ERROR_NO_DATA || error == ERROR_PIPE_NOT_CONNECTED ||
+                            error == ERROR_BROKEN_PIPE;
         if (isThere && (!isGone || left == 0)) {
             Cmn_Trace("CreateFile error '%s': %s\n", mName.c_str(), DescribeSystemError(error).c_str());
             return false;
@@ -170,12 +181,21 @@ void IPC_NamedPipe::ReportConnectError(unsigned long error) {
     }
 }
 
+// The greeting goes before everything else: others may write only when it is out.
 bool IPC_NamedPipe::Established() {
-    mConnected = true;
-    if (mType == ePipeType_Client) {
-        mClientConnected = true;
-        const uint64_t hello = kPipeHello;
-        if (!DoWrite(&hello, sizeof hello, nullptr, kServiceTimeout)) return false;
+    const uint64_t hello = kPipeHello;
+    if (mType == ePipeType_Client &&
+        WriteFrame(&hello, sizeof hello, kServiceTimeout, false) != PipeOutcome::kDone) {
+        Cmn_Trace("IPC_NamedPipe::Write '%s' failed: %s\n", mName.c_str(),
+                  DescribeSystemError(mChannel->write.error).c_str());
+        mChannel->CloseClient();
+        return false;
+    }
+    {
+        const std::lock_guard lock(mStateLock);
+        ++mConnection;
+        mClientConnected = mType == ePipeType_Client;
+        mConnected = true;
     }
     Cmn_Trace("Connection '%s' established\n", mName.c_str());
     ConnectionEstablished(false);
@@ -183,28 +203,32 @@ bool IPC_NamedPipe::Established() {
 }
 
 void IPC_NamedPipe::ReconnectOnWrite() {
-    if (mConnected || mReconnectMode != eReconnect_OnWrite) return;
+    if (mConnected || mReconnectMode != eReconnect_OnWrite || mPipeState != ePipeState_Initialized) return;
     if (Cmn_Time::GetInMilliseconds() - mLastAttempt >= mReconnectRate) Connect(0);
 }
 
-void IPC_NamedPipe::Disconnect() {
+// `connection` is the one on which something has failed: it may be over already, and another one begun.
+void IPC_NamedPipe::Disconnect(unsigned int connection) {
     Cmn_Trace("Disconnecting '%s'\n", mName.c_str());
-    const bool wasConnected = mConnected.exchange(false);
-    mClientConnected = false;
-    if (!wasConnected) return;
-    // A read that the event manager waits for ends by this, and its state with it.
-    if (mType == ePipeType_Client) {
-        mChannel->CloseClient();
-    } else if (!mChannel->DisconnectServer()) {
-        Cmn_Trace("DisconnectNamedPipe '%s' failed : %s\n", mName.c_str(),
-                  DescribeSystemError(::GetLastError()).c_str());
+    {
+        const std::lock_guard lock(mStateLock);
+        if (!mConnected || connection != mConnection) return;
+        // A read that the event manager waits for ends by this, and its state with it. First the pipe, then the flag: who
+        // sees it connects anew.
+        if (mType == ePipeType_Client) {
+            mChannel->CloseClient();
+        } else if (!mChannel->DisconnectServer()) {
+            Cmn_Trace("DisconnectNamedPipe '%s' failed : %s\n", mName.c_str(),
+                      DescribeSystemError(::GetLastError()).c_str());
+        }
+        mClientConnected = false;
+        mConnected = false;
     }
+    const bool isEventDriven = mPipeState != ePipeState_Initialized;
+    if (isEventDriven) mChannel->read.event.Set();
     ConnectionLost();
-    if (mPipeState != ePipeState_Initialized) {
-        mChannel->read.event.Set();
-    } else if (mReconnectMode == eReconnect_Background && !mThreadRunning) {
-        BackgroundConnect();
-    }
+    if (!isEventDriven && mReconnectMode == eReconnect_Background && !mStopLoop)
+        StartThread(mThreadPriority, " Connect", true);
 }
 
 // ---- Blocking calls ---------------------------------------------------------------------------------------------------
@@ -218,40 +242,49 @@ bool IPC_NamedPipe::Write(const void* data, unsigned long long size, unsigned lo
 bool IPC_NamedPipe::DoWrite(const void* data, unsigned long long size, unsigned long long* written,
                             unsigned int timeoutMs) {
     if (written) *written = 0;
+    const unsigned int connection = mConnection;
     if (!mConnected) return false;
     constexpr unsigned long long kLargest = 0x7FFFFFFF - kPipePrefixSize;
-    DWORD error = ERROR_INVALID_PARAMETER;
-    if (size <= kLargest) {
-        const std::lock_guard lock(mWriteLock);
-        int added = 0;
-        if (mIsByteMode) {
-            // In one write with its length: half the calls, and no message of another thread comes between.
-            added = kPipePrefixSize;
-            mFrame.resize(static_cast<size_t>(size) + kPipePrefixSize);
-            const uint64_t length = size;
-            std::memcpy(mFrame.data(), &length, sizeof length);
-            if (size > 0) std::memcpy(mFrame.data() + kPipePrefixSize, data, static_cast<size_t>(size));
-            data = mFrame.data();
-        }
-        PipeOutcome outcome =
-            mChannel->StartWrite(data, static_cast<DWORD>(size) + static_cast<DWORD>(added));
-        if (outcome == PipeOutcome::kPending) outcome = mChannel->Await(mChannel->write, timeoutMs);
-        if (mFrame.size() > kLargestKeptFrame) mFrame = {};
-        if (outcome == PipeOutcome::kDone) {
-            if (written) *written = mChannel->write.count - static_cast<DWORD>(added);
-            return true;
-        }
-        // What was cut off in the middle leaves the stream out of step.
-        if (outcome == PipeOutcome::kAborted && !mIsByteMode) return false;
-        error = outcome == PipeOutcome::kFailed ? mChannel->write.error : DWORD{ERROR_SUCCESS};
-        if (outcome == PipeOutcome::kTimeout) Cmn_Trace("Write Timeout on pipe '%s'\n", mName.c_str());
-    }
-    if (error != ERROR_SUCCESS) {
+    if (size > kLargest) {
         Cmn_Trace("IPC_NamedPipe::Write '%s' failed: %s\n", mName.c_str(),
-                  DescribeSystemError(error).c_str());
+                  DescribeSystemError(ERROR_INVALID_PARAMETER).c_str());
+        return false;
     }
-    if (size <= kLargest) Disconnect();
+    const PipeOutcome outcome = WriteFrame(data, static_cast<DWORD>(size), timeoutMs, true);
+    if (outcome == PipeOutcome::kDone) {
+        if (written) *written = size;
+        return true;
+    }
+    // What was cut off in the middle leaves the stream out of step.
+    if (outcome == PipeOutcome::kAborted && !mIsByteMode) return false;
+    if (outcome == PipeOutcome::kTimeout) Cmn_Trace("Write Timeout on pipe '%s'\n", mName.c_str());
+    if (outcome == PipeOutcome::kFailed) {
+        Cmn_Trace("IPC_NamedPipe::Write '%s' failed: %s\n", mName.c_str(),
+                  DescribeSystemError(mChannel->write.error).c_str());
+    }
+    Disconnect(connection);
     return false;
+}
+
+PipeOutcome IPC_NamedPipe::WriteFrame(const void* data, unsigned int size, unsigned int timeoutMs,
+                                      bool mustBeConnected) {
+    const std::lock_guard lock(mWriteLock);
+    mChannel->write.error = ERROR_PIPE_NOT_CONNECTED;
+    if (mustBeConnected && !mConnected) return PipeOutcome::kFailed;
+    unsigned int bytes = size;
+    if (mIsByteMode) {
+        // In one write with its length: half the calls, and no message of another thread comes between.
+        bytes += kPipePrefixSize;
+        mFrame.resize(bytes);
+        const uint64_t length = size;
+        std::memcpy(mFrame.data(), &length, sizeof length);
+        if (size > 0) std::memcpy(mFrame.data() + kPipePrefixSize, data, size);
+        data = mFrame.data();
+    }
+    PipeOutcome outcome = mChannel->StartWrite(data, bytes);
+    if (outcome == PipeOutcome::kPending) outcome = mChannel->Await(mChannel->write, timeoutMs);
+    if (mFrame.size() > kLargestKeptFrame) mFrame = {};
+    return outcome;
 }
 
 bool IPC_NamedPipe::Read(void* buffer, int size, int* read, unsigned int timeoutMs) {
@@ -267,6 +300,7 @@ bool IPC_NamedPipe::ReportTooLarge(const char* function) {
 
 bool IPC_NamedPipe::DoRead(void* buffer, int size, int* read, unsigned int timeoutMs) {
     *read = 0;
+    const unsigned int connection = mConnection;
     if (!mConnected) return false;
     const uint64_t start = Cmn_Time::GetInMilliseconds();
     PipeMessageReader reader(mIsByteMode, buffer, std::max(size, 0));
@@ -286,19 +320,22 @@ bool IPC_NamedPipe::DoRead(void* buffer, int size, int* read, unsigned int timeo
             Cmn_Trace("IPC_NamedPipe::Read '%s' failed: %s\n", mName.c_str(),
                       DescribeSystemError(mChannel->read.error).c_str());
         }
-        Disconnect();
+        Disconnect(connection);
         return false;
     }
-    if (state == PipeMessageReader::kTooLarge) return ReportTooLarge("Read");
+    const bool isGreeted = mType == ePipeType_Client || mClientConnected;
+    if (state == PipeMessageReader::kTooLarge && isGreeted) return ReportTooLarge("Read");
     int count = reader.Size();
-    if (state == PipeMessageReader::kBadLength) {
+    if (!isGreeted && state != PipeMessageReader::kMessage) {
+        CMN_VERIFY_AT(727, mClientConnected);
+    } else if (state == PipeMessageReader::kBadLength) {
         Cmn_Trace("IPC_NamedPipe::Read '%s' failed: a message's length is out of range\n", mName.c_str());
     } else if (FilterServiceMessages(buffer, &count)) {
         *read = count;
         return true;
     }
     // The stream is out of step, or a stranger is there: the place is for the next client.
-    Disconnect();
+    Disconnect(connection);
     return false;
 }
 
@@ -326,6 +363,7 @@ bool IPC_NamedPipe::WriteAndRead(const void* out, int outSize, void* in, int inS
 
 bool IPC_NamedPipe::Transact(const void* out, int outSize, void* in, int inSize, int* read,
                              unsigned int timeoutMs) {
+    const unsigned int connection = mConnection;
     if (!mConnected) return false;
     const auto outBytes = static_cast<DWORD>(std::max(outSize, 0));
     const auto inBytes = static_cast<DWORD>(std::max(inSize, 0));
@@ -335,7 +373,6 @@ bool IPC_NamedPipe::Transact(const void* out, int outSize, void* in, int inSize,
         *read = static_cast<int>(mChannel->read.count);
         return true;
     }
-    if (outcome == PipeOutcome::kAborted) return false;
     if (outcome == PipeOutcome::kMoreData) {
         // The rest must not be taken for the next answer.
         char rest[4096];
@@ -345,10 +382,11 @@ bool IPC_NamedPipe::Transact(const void* out, int outSize, void* in, int inSize,
         } while (outcome == PipeOutcome::kMoreData);
         if (outcome == PipeOutcome::kDone) return ReportTooLarge("WriteAndRead");
     }
-    const DWORD error = outcome == PipeOutcome::kTimeout ? DWORD{WAIT_TIMEOUT} : mChannel->read.error;
+    const DWORD error = outcome == PipeOutcome::kFailed ? mChannel->read.error : DWORD{WAIT_TIMEOUT};
+    // Also when it was aborted: the answer is still to come, and would be taken for the next one's.
     Cmn_Trace("IPC_NamedPipe::WriteAndRead '%s' failed: %s\n", mName.c_str(),
               DescribeSystemError(error).c_str());
-    Disconnect();
+    Disconnect(connection);
     return false;
 }
 
@@ -367,17 +405,19 @@ bool IPC_NamedPipe::Verify() {
 // ---- The thread --------------------------------------------------------------------------------------------------------
 
 void IPC_NamedPipe::StartReadThread(Cmn_ThreadPriority priority) {
+    mStopLoop = false;
     StartThread(priority, " Reader", false);
 }
 
 void IPC_NamedPipe::BackgroundConnect(Cmn_ThreadPriority priority) {
+    mStopLoop = false;
     StartThread(priority, " Connect", true);
 }
 
 void IPC_NamedPipe::StartThread(Cmn_ThreadPriority priority, const char* suffix, bool connectOnly) {
-    if (mThreadRunning.exchange(true)) return;
+    if (mPipeState == ePipeState_Undefined || mThreadRunning.exchange(true)) return;
+    const std::lock_guard lock(mThreadLock);
     mThread.ThreadEnd();
-    mStopLoop = false;
     mBackgroundConnect = connectOnly;
     mThreadPriority = priority;
     mThread.SetPriority(priority);
@@ -428,6 +468,8 @@ bool IPC_NamedPipe::Stop(unsigned int timeoutMs) {
         mChannel->Abort(false);
     }
     if (!mThread.WaitForEnd(0)) return false;
+    const std::lock_guard lock(mThreadLock);
+    if (mThread.IsRunning()) return false;  // started anew meanwhile
     mThread.ThreadEnd();
     return true;
 }
@@ -540,7 +582,7 @@ bool IPC_NamedPipe::TookRead(PipeOutcome outcome) {
                   DescribeSystemError(mChannel->read.error).c_str());
     }
     mPipeState = ePipeState_Disconnected;
-    Disconnect();
+    Disconnect(mConnection);
     mChannel->read.event.Set();
     return false;
 }
@@ -551,7 +593,9 @@ void IPC_NamedPipe::Deliver() {
     IPC_Buffer* const buffer = done->buffer;
     int count = done->reader.Size();
     bool isGood = true;
-    if (done->state == PipeMessageReader::kTooLarge) {
+    if (!mClientConnected && done->state != PipeMessageReader::kMessage) {
+        isGood = CMN_VERIFY_AT(727, mClientConnected);
+    } else if (done->state == PipeMessageReader::kTooLarge) {
         ReportTooLarge("Read");
         count = 0;
     } else if (done->state == PipeMessageReader::kBadLength) {
@@ -568,7 +612,7 @@ void IPC_NamedPipe::Deliver() {
     DiscardBuffer(buffer);
     if (isGood) return;
     mPipeState = ePipeState_Disconnected;
-    Disconnect();
+    Disconnect(mConnection);
 }
 
 void IPC_NamedPipe::CancelPendingIO() {
@@ -576,6 +620,7 @@ void IPC_NamedPipe::CancelPendingIO() {
     if (state != ePipeState_Connecting && state != ePipeState_Reading) return;
     const PipeOutcome outcome = mChannel->Cancel(mChannel->read);
     mPipeState = state == ePipeState_Connecting ? ePipeState_Disconnected : ePipeState_Connected;
+    mChannel->read.event.Set();
     if (state != ePipeState_Reading) return;
     // What arrived before the cancel did is kept, or the stream would be out of step.
     if (outcome == PipeOutcome::kDone || outcome == PipeOutcome::kMoreData) {

@@ -24,9 +24,11 @@
 //            or connects. A derived class calls Stop in its destructor: afterwards its functions are gone.
 // Ownership: owns pipe, thread and read buffer. A buffer of its own that a derived class returns from GetReadBuffer belongs to
 //            the pipe until ProcessARead takes it.
-// Errors:    traced with the pipe's name, and false; nothing throws. A peer that is gone shows as a failed read or write:
+//            An event-driven pipe is set up, cancelled and destroyed on the manager's thread, and not in its own callbacks.
+// Errors:    traced with the pipe's name, and false; only std::bad_alloc is thrown. A peer that is gone shows as a failed read or write:
 //            the pipe disconnects, calls ConnectionLost and connects again as its reconnect mode says. A message that is
-//            too large for the buffer is dropped whole.
+//            too large for the buffer is dropped whole; in byte mode the connection ends, too. A write that waits behind another
+//            thread's waits as long as that one. Stop also ends a write that is under way.
 // Units:     milliseconds, 0xFFFFFFFF without a limit; sizes are bytes
 
 #include <atomic>
@@ -94,11 +96,12 @@ public:
     bool Connect(unsigned int timeoutMs);
     bool Write(const void* data, unsigned long long size, unsigned long long* written,
                unsigned int timeoutMs);
-    // One message. False with a count of 0 for one that is larger than `size`.
+    // One message; a count of 0 for the greeting and for an empty one. False with 0 for one that is larger than `size`. The
+    // first message that a server reads is the greeting: it needs a size of 8.
     bool Read(void* buffer, int size, int* read, unsigned int timeoutMs);
     // A request and its answer.
     bool WriteAndRead(const void* out, int outSize, void* in, int inSize, int* read, unsigned int timeoutMs);
-    // Waits until the peer has read all.
+    // Waits until the peer has read all, without a limit.
     bool FlushBuffers();
     // Sends an empty message: whether the peer is still there.
     bool Verify();
@@ -143,7 +146,9 @@ private:
     bool Transact(const void* out, int outSize, void* in, int inSize, int* read, unsigned int timeoutMs);
     bool FilterServiceMessages(const void* data, int* size);
     bool ReportTooLarge(const char* function);
-    void Disconnect();
+    NorvikLibInternal::PipeOutcome WriteFrame(const void* data, unsigned int size, unsigned int timeoutMs,
+                                              bool mustBeConnected);
+    void Disconnect(unsigned int connection);
     void StartThread(Cmn_ThreadPriority priority, const char* suffix, bool connectOnly);
     long BackgroundLoop(void*);
     void DiscardBuffer(IPC_Buffer* buffer);
@@ -174,6 +179,10 @@ private:
     std::atomic<uint64_t> mLastAttempt{0};
     std::atomic<EPipeState> mPipeState{ePipeState_Undefined};
     std::unique_ptr<PendingRead> mPendingRead;  // of the event-driven server
+    std::atomic<unsigned int> mConnection{0};   // which one it is
+    std::mutex mConnectLock;                    // held by the thread that connects
+    std::mutex mStateLock;                      // of the connection's flags and end
+    std::mutex mThreadLock;                     // of starting and joining the thread
     std::mutex mWriteLock;
     std::vector<char> mFrame;  // prefix and message, in byte mode
 };

@@ -94,12 +94,15 @@ PipeOutcome PipeChannel::StartTransact(const void* out, DWORD outSize, void* in,
 }
 
 bool PipeChannel::Flush() {
-    HANDLE handle;
+    // With a handle of its own, because it may take long, and the pipe may be closed meanwhile.
+    HANDLE duplicate = nullptr;
     {
         const std::lock_guard lock(mLock);
-        handle = mHandle.Get();
+        const HANDLE self = ::GetCurrentProcess();
+        ::DuplicateHandle(self, mHandle.Get(), self, &duplicate, 0, FALSE, DUPLICATE_SAME_ACCESS);
     }
-    return ::FlushFileBuffers(handle) != FALSE;
+    const KernelHandle pipe(duplicate);
+    return ::FlushFileBuffers(pipe.Get()) != FALSE;
 }
 
 // The result stands in the operation itself, so the handle need not be open any more.

@@ -3,7 +3,7 @@
 // One end of a pipe and the overlapped operations on it. Starting an operation and taking the handle away exclude each
 // other; an operation that is given up is cancelled on whichever thread it was started, and is over before its buffer goes.
 //
-//   PipeOutcome outcome = channel.StartRead(channel.read, buffer, size);
+//   PipeOutcome outcome = channel.StartRead(buffer, size);
 //   if (outcome == PipeOutcome::kPending) outcome = channel.Await(channel.read, 1'000);
 //
 // Threads:   any; one at a time for each of the two operations

@@ -119,13 +119,15 @@ TEST_P(NamedPipe, AStrangerIsRefusedAndThePlaceIsForTheNext) {
     Pipe server;
     RegisterServer(server);
     for (const std::string& first :
-         {framed + "12345678", cut + "abc", framed + std::string("\x20\x62\x65\x47\0\0\0\1", 8)}) {
+         {framed + "12345678", cut + "abc", framed + std::string("\x20\x62\x65\x47\0\0\0\1", 8),
+          std::string(9'000, '\x7F')}) {
         const HANDLE stranger = OpenRaw();
         ASSERT_NE(stranger, INVALID_HANDLE_VALUE);
         const int before = server.lost;
-        WriteRaw(stranger, first);
+        std::thread writes([&] { WriteRaw(stranger, first); });
         EXPECT_TRUE(Process([&] { return server.lost == before + 1; }));
         EXPECT_TRUE(ReportedOnce("'mClientConnected' failed in IPC\\IPC_NamedPipe.cpp(727)"));
+        writes.join();
         ::CloseHandle(stranger);
     }
     Pipe client;

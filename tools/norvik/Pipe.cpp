@@ -83,7 +83,7 @@ int RunPipe(const Arguments& arguments) {
     Cmn_DefaultLog::GetInstance().SetLogToTerminal(false);
     const std::vector<std::string>& words = arguments.Positionals();
     if (words.size() == 2 && words[0] == "listen") return Listen(words[1], arguments.Number("--count", 0, 1));
-    if (words.size() == 3 && words[0] == "send")
+    if (words.size() == 3 && words[0] == "send" && !words[2].empty())
         return Send(words[1], words[2], arguments.Number("--count", 1, 1));
     throw UsageError("expected: pipe listen NAME, or pipe send NAME TEXT");
 }
