@@ -98,9 +98,8 @@ protected:
     virtual long EventLoop(void*);
 
 private:
-    static constexpr unsigned int kTableSize = 64;  // what the platform waits for at most
-    // Messages need the last place of a wait.
-    static constexpr unsigned int kMaxHandlers = kTableSize - 1;
+    // What the platform waits for at most; messages need the last place.
+    static constexpr unsigned int kTableSize = 64;
 
     struct Registration {
         IF_EventHandler* handler = nullptr;

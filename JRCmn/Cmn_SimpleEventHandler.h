@@ -21,7 +21,12 @@ class Cmn_SimpleEventHandler : public IF_EventHandler {
 public:
     Cmn_SimpleEventHandler(void* event, F callable, const Cmn_String& name)
         : mEvent(event), mCallable(std::move(callable)) {
-        if (CMN_VERIFY_AT(32, gIF_EventManager)) gIF_EventManager->RegisterHandler(this, name.c_str());
+        IF_EventManager* const manager = gIF_EventManager;
+        if (!manager) {
+            NorvikLibInternal::VerifyFailed("gIF_EventManager", CMN_SOURCE_FILE, 32);
+            return;
+        }
+        manager->RegisterHandler(this, name.c_str());
     }
     ~Cmn_SimpleEventHandler() override {
         if (IF_EventManager* const manager = gIF_EventManager) manager->UnregisterHandler(this);

@@ -10,7 +10,8 @@
 //
 // Threads:   one at a time
 // Ownership: owns the callables until they are popped or removed
-// Errors:    without memory an operation throws and has done nothing. A due time saturates (292 million years ahead): it is never in the past.
+// Errors:    without memory an operation throws and has done nothing. A due time saturates (292 million years ahead): it is
+//            never in the past.
 // Units:     milliseconds of the library's clock
 
 #include <cstdint>
