@@ -7,7 +7,10 @@ install(TARGETS norvik)
 install(EXPORT NorvikLibTargets NAMESPACE NorvikLib:: DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/NorvikLib")
 
 file(WRITE "${CMAKE_BINARY_DIR}/NorvikLibConfig.cmake"
-     "include(\"\${CMAKE_CURRENT_LIST_DIR}/NorvikLibTargets.cmake\")\n")
+     "include(CMakeFindDependencyMacro)\n"
+     "find_dependency(Boost 1.81)\n"
+     "include(\"\${CMAKE_CURRENT_LIST_DIR}/NorvikLibTargets.cmake\")\n"
+     "target_link_libraries(NorvikLib::NorvikLib INTERFACE Boost::headers)\n")
 write_basic_package_version_file("${CMAKE_BINARY_DIR}/NorvikLibConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
 install(FILES "${CMAKE_BINARY_DIR}/NorvikLibConfig.cmake" "${CMAKE_BINARY_DIR}/NorvikLibConfigVersion.cmake"
         DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/NorvikLib")
