@@ -1,6 +1,7 @@
 #include "IPC/IPC_NamedPipe.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "JRCmn/Cmn_Assert.h"
@@ -20,6 +21,7 @@ constexpr int kPrefixLength = 9;
 constexpr unsigned kRetryEvery = 50;         // ms between looks for a pipe that is not there
 constexpr unsigned kServiceTimeout = 1'000;  // ms for the greeting and for Verify's empty message
 constexpr size_t kLargestKeptFrame = 0x100000;
+constexpr int kReadsAtOnce = 32;  // by one response of the event-driven server
 
 // What is left of a limit since `start`.
 unsigned Remaining(uint64_t start, unsigned limit) {
@@ -72,6 +74,11 @@ bool IPC_NamedPipe::InitServer(const char* name, int bufferSize, int outBufferSi
     const bool hasName = Init(ePipeType_Server, name, bufferSize);
     const auto in = static_cast<DWORD>(std::max(bufferSize, 0));
     const DWORD out = outBufferSize >= 0 ? static_cast<DWORD>(outBufferSize) : in;
+    // The open mode does not ask to be the first: a server that comes back may overlap with the one that goes. Whoever else
+    // has the name stands in the log.
+    if (hasName &&
+        (::WaitNamedPipeA(mName.c_str(), NMPWAIT_NOWAIT) || ::GetLastError() != ERROR_FILE_NOT_FOUND))
+        Cmn_Trace("IPC_NamedPipe::InitServer '%s': there is a pipe of this name already\n", mName.c_str());
     ::SetLastError(ERROR_INVALID_NAME);
     if (!hasName || !mChannel->CreateServer(mName.c_str(), mIsByteMode, out, in)) {
         const DWORD error = ::GetLastError();
@@ -92,7 +99,8 @@ bool IPC_NamedPipe::InitClient(const char* name, int bufferSize) {
 }
 
 void IPC_NamedPipe::SetReadBufferSize(int size) {
-    mReadBuffer.SetCapacity(size);
+    const bool isReadInto = mPendingRead || (mThreadRunning && !mBackgroundConnect);
+    if (CMN_VERIFY(!isReadInto)) mReadBuffer.SetCapacity(size);
 }
 
 IPC_Buffer* IPC_NamedPipe::GetReadBuffer() {
@@ -129,7 +137,7 @@ bool IPC_NamedPipe::Connect(unsigned int timeoutMs) {
         static_cast<void>(connecting.try_lock());
     }
     if (mConnected) return true;
-    const unsigned left = timeoutMs == 0 ? 0 : Remaining(start, timeoutMs);
+    const unsigned left = Remaining(start, timeoutMs);
     const bool connected = mType == ePipeType_Client ? ConnectClient(left) : ConnectServer(left);
     if (connected && Established()) return true;
     mLastAttempt = Cmn_Time::GetInMilliseconds();
@@ -167,9 +175,11 @@ bool IPC_NamedPipe::ConnectServer(unsigned int timeoutMs) {
 }
 
 void IPC_NamedPipe::ReportConnectError(unsigned long error) {
-    const Cmn_String text = DescribeSystemError(error);
     if (error != ERROR_NO_DATA) {
-        Cmn_Trace("ConnectNamedPipe '%s' failed : %s\n", mName.c_str(), text.c_str());
+        // It is tried again and again, and the log has to last: the first, second, fourth, eighth, ... in a row.
+        if (std::has_single_bit(++mConnectFailures))
+            Cmn_Trace("ConnectNamedPipe '%s' failed : %s\n", mName.c_str(),
+                      DescribeSystemError(error).c_str());
         return;
     }
     Cmn_Trace(
@@ -197,7 +207,10 @@ bool IPC_NamedPipe::Established() {
         mClientConnected = mType == ePipeType_Client;
         mConnected = true;
     }
+    mConnectFailures = 0;
     Cmn_Trace("Connection '%s' established\n", mName.c_str());
+    if (const unsigned long server = mType == ePipeType_Client ? mChannel->ServerProcess() : 0)
+        Cmn_Trace("'%s' is served by process %lu\n", mName.c_str(), server);
     ConnectionEstablished(false);
     return true;
 }
@@ -315,11 +328,7 @@ bool IPC_NamedPipe::DoRead(void* buffer, int size, int* read, unsigned int timeo
             continue;
         }
         if (outcome == PipeOutcome::kTimeout) Cmn_Trace("Read Timeout on pipe '%s'\n", mName.c_str());
-        if (outcome == PipeOutcome::kFailed) {
-            if (reader.HasPrefixPart()) VerifyFailed("sizeRead == sizeof(int32_t)", CMN_SOURCE_FILE, 218);
-            Cmn_Trace("IPC_NamedPipe::Read '%s' failed: %s\n", mName.c_str(),
-                      DescribeSystemError(mChannel->read.error).c_str());
-        }
+        if (outcome == PipeOutcome::kFailed) TraceFailedRead(reader);
         Disconnect(connection);
         return false;
     }
@@ -329,7 +338,7 @@ bool IPC_NamedPipe::DoRead(void* buffer, int size, int* read, unsigned int timeo
     if (!isGreeted && state != PipeMessageReader::kMessage) {
         CMN_VERIFY_AT(727, mClientConnected);
     } else if (state == PipeMessageReader::kBadLength) {
-        Cmn_Trace("IPC_NamedPipe::Read '%s' failed: a message's length is out of range\n", mName.c_str());
+        TraceBadLength(reader);
     } else if (FilterServiceMessages(buffer, &count)) {
         *read = count;
         return true;
@@ -337,6 +346,18 @@ bool IPC_NamedPipe::DoRead(void* buffer, int size, int* read, unsigned int timeo
     // The stream is out of step, or a stranger is there: the place is for the next client.
     Disconnect(connection);
     return false;
+}
+
+void IPC_NamedPipe::TraceFailedRead(const PipeMessageReader& reader) {
+    if (reader.HasPrefixPart()) VerifyFailed("sizeRead == sizeof(int32_t)", CMN_SOURCE_FILE, 218);
+    Cmn_Trace("IPC_NamedPipe::Read '%s' failed: %s\n", mName.c_str(),
+              DescribeSystemError(mChannel->read.error).c_str());
+}
+
+void IPC_NamedPipe::TraceBadLength(const PipeMessageReader& reader) {
+    Cmn_Trace(
+        "IPC_NamedPipe::Read '%s' failed: a message's length is out of range (%I64u, the buffer has %d)\n",
+        mName.c_str(), reader.Prefix(), reader.Capacity());
 }
 
 bool IPC_NamedPipe::FilterServiceMessages(const void* data, int* size) {
@@ -355,8 +376,14 @@ bool IPC_NamedPipe::WriteAndRead(const void* out, int outSize, void* in, int inS
                                  unsigned int timeoutMs) {
     *read = 0;
     ReconnectOnWrite();
-    if (!mIsByteMode) return Transact(out, outSize, in, inSize, read, timeoutMs);
     const uint64_t start = Cmn_Time::GetInMilliseconds();
+    // The greeting is not the answer.
+    while (mType == ePipeType_Server && mConnected && !mClientConnected) {
+        char greeting[sizeof kPipeHello];
+        int size = 0;
+        if (!DoRead(greeting, sizeof greeting, &size, Remaining(start, timeoutMs))) return false;
+    }
+    if (!mIsByteMode) return Transact(out, outSize, in, inSize, read, Remaining(start, timeoutMs));
     return DoWrite(out, static_cast<unsigned long long>(std::max(outSize, 0)), nullptr, timeoutMs) &&
            DoRead(in, inSize, read, Remaining(start, timeoutMs));
 }
@@ -434,7 +461,18 @@ long IPC_NamedPipe::BackgroundLoop(void*) {
         connectOnly ? "Background connection started for '%s'\n" : "Reader thread started for '%s'\n";
     const char* const ends =
         connectOnly ? "Background connection completed for '%s'\n" : "Reader thread gone for '%s'\n";
-    Cmn_Trace(begins, mName.c_str());
+    do {
+        Cmn_Trace(begins, mName.c_str());
+        RunThread(connectOnly);
+        mThreadRunning = false;
+        Cmn_Trace(ends, mName.c_str());
+        // A connection that was lost in this moment has left it to this thread to connect anew.
+    } while (connectOnly && !mConnected && !mStopLoop && mReconnectMode == eReconnect_Background &&
+             !mThreadRunning.exchange(true));
+    return 0;
+}
+
+void IPC_NamedPipe::RunThread(bool connectOnly) {
     IPC_Buffer* buffer = nullptr;
     while (!mStopLoop) {
         if (!mConnected) {
@@ -454,9 +492,6 @@ long IPC_NamedPipe::BackgroundLoop(void*) {
         }
     }
     if (buffer) DiscardBuffer(buffer);
-    mThreadRunning = false;
-    Cmn_Trace(ends, mName.c_str());
-    return 0;
 }
 
 bool IPC_NamedPipe::Stop(unsigned int timeoutMs) {
@@ -506,13 +541,17 @@ void IPC_NamedPipe::RespondToEvent() {
     }
 }
 
-// False while it is still pending: the event was set by somebody else.
+// What the operation has come to. Still pending when somebody else has set the event.
+PipeOutcome IPC_NamedPipe::CollectResponse() {
+    PipeOutcome outcome = mChannel->Collect(mChannel->read);
+    if (outcome != PipeOutcome::kPending) return outcome;
+    mChannel->read.event.Reset();
+    return mChannel->Collect(mChannel->read);
+}
+
 bool IPC_NamedPipe::RespondConnecting() {
-    const PipeOutcome outcome = mChannel->Collect(mChannel->read);
-    if (outcome == PipeOutcome::kPending) {
-        mChannel->read.event.Reset();
-        return mChannel->Collect(mChannel->read) != PipeOutcome::kPending && RespondConnecting();
-    }
+    const PipeOutcome outcome = CollectResponse();
+    if (outcome == PipeOutcome::kPending) return false;
     mPipeState = outcome == PipeOutcome::kDone ? ePipeState_Connected : ePipeState_Disconnected;
     if (outcome == PipeOutcome::kDone) Established();
     return true;
@@ -536,11 +575,8 @@ void IPC_NamedPipe::RespondDisconnected() {
 }
 
 bool IPC_NamedPipe::RespondReading() {
-    const PipeOutcome outcome = mChannel->Collect(mChannel->read);
-    if (outcome == PipeOutcome::kPending) {
-        mChannel->read.event.Reset();
-        return mChannel->Collect(mChannel->read) != PipeOutcome::kPending && RespondReading();
-    }
+    const PipeOutcome outcome = CollectResponse();
+    if (outcome == PipeOutcome::kPending) return false;
     mPipeState = ePipeState_Connected;
     if (TookRead(outcome) && mPendingRead->state != PipeMessageReader::kIncomplete) Deliver();
     return true;
@@ -552,22 +588,27 @@ void IPC_NamedPipe::RespondConnected() {
         RespondDisconnected();
         return;
     }
-    if (!mPendingRead) {
-        IPC_Buffer* const buffer = GetReadBuffer();
-        mPendingRead = std::make_unique<PendingRead>(
-            PendingRead{buffer, PipeMessageReader(mIsByteMode, buffer->GetData(), buffer->GetCapacity())});
-    }
-    while (mPendingRead && mPendingRead->state == PipeMessageReader::kIncomplete) {
-        PipeMessageReader& reader = mPendingRead->reader;
-        const PipeOutcome outcome = mChannel->StartRead(reader.Target(), static_cast<DWORD>(reader.Wanted()));
-        if (outcome == PipeOutcome::kPending) {
-            mPipeState = ePipeState_Reading;
-            return;
+    // What is there already is read and delivered in one go, because a turn of the loop costs as much as a read; then the
+    // other handlers have theirs.
+    for (int reads = 0; mPipeState == ePipeState_Connected && mConnected && reads < kReadsAtOnce; ++reads) {
+        if (!mPendingRead) {
+            IPC_Buffer* const buffer = GetReadBuffer();
+            mPendingRead = std::make_unique<PendingRead>(PendingRead{
+                buffer, PipeMessageReader(mIsByteMode, buffer->GetData(), buffer->GetCapacity())});
         }
-        if (!TookRead(outcome)) return;
+        if (mPendingRead->state == PipeMessageReader::kIncomplete) {
+            PipeMessageReader& reader = mPendingRead->reader;
+            const PipeOutcome outcome =
+                mChannel->StartRead(reader.Target(), static_cast<DWORD>(reader.Wanted()));
+            if (outcome == PipeOutcome::kPending) {
+                mPipeState = ePipeState_Reading;
+                return;
+            }
+            if (!TookRead(outcome)) return;
+        }
+        if (mPendingRead->state != PipeMessageReader::kIncomplete) Deliver();
     }
     mChannel->read.event.Set();
-    Deliver();
 }
 
 // What a read that is over has brought. False when the connection is gone.
@@ -577,10 +618,7 @@ bool IPC_NamedPipe::TookRead(PipeOutcome outcome) {
                                                         outcome == PipeOutcome::kMoreData);
         return true;
     }
-    if (mConnected) {
-        Cmn_Trace("IPC_NamedPipe::Read '%s' failed: %s\n", mName.c_str(),
-                  DescribeSystemError(mChannel->read.error).c_str());
-    }
+    if (mConnected) TraceFailedRead(mPendingRead->reader);
     mPipeState = ePipeState_Disconnected;
     Disconnect(mConnection);
     mChannel->read.event.Set();
@@ -599,7 +637,7 @@ void IPC_NamedPipe::Deliver() {
         ReportTooLarge("Read");
         count = 0;
     } else if (done->state == PipeMessageReader::kBadLength) {
-        Cmn_Trace("IPC_NamedPipe::Read '%s' failed: a message's length is out of range\n", mName.c_str());
+        TraceBadLength(done->reader);
         isGood = false;
     } else {
         isGood = FilterServiceMessages(buffer->GetData(), &count);

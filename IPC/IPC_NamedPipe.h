@@ -46,6 +46,7 @@
 
 namespace NorvikLibInternal {
 class PipeChannel;
+class PipeMessageReader;
 enum class PipeOutcome;
 }  // namespace NorvikLibInternal
 
@@ -84,11 +85,13 @@ public:
     // Connected; on a server called again with true when the client has sent its greeting.
     virtual void ConnectionEstablished(bool inClientConnected);
     virtual void ConnectionLost();
+    // Refused, with a report, while something is read into it.
     virtual void SetReadBufferSize(int size);
     // The buffer for the next message: the pipe's own, or one made with new for it.
     virtual IPC_Buffer* GetReadBuffer();
 
-    // ---- Set-up, once. True also when it fails, which is traced. An outBufferSize below 0 is the same as bufferSize.
+    // ---- Set-up, once. True also when it fails, which is traced. A server's bufferSize has room for the greeting, 8 bytes.
+    // An outBufferSize below 0 is the same as bufferSize.
     bool InitServer(const char* name, int bufferSize, int outBufferSize);
     bool InitClient(const char* name, int bufferSize);
 
@@ -106,7 +109,7 @@ public:
     // Sends an empty message: whether the peer is still there.
     bool Verify();
 
-    // ---- The thread.
+    // ---- The thread. There is one: to start it does nothing while it runs.
     void StartReadThread() { StartReadThread(mThreadPriority); }
     void StartReadThread(Cmn_ThreadPriority priority);
     void BackgroundConnect() { BackgroundConnect(mThreadPriority); }
@@ -146,18 +149,22 @@ private:
     bool Transact(const void* out, int outSize, void* in, int inSize, int* read, unsigned int timeoutMs);
     bool FilterServiceMessages(const void* data, int* size);
     bool ReportTooLarge(const char* function);
+    void TraceFailedRead(const NorvikLibInternal::PipeMessageReader& reader);
+    void TraceBadLength(const NorvikLibInternal::PipeMessageReader& reader);
     NorvikLibInternal::PipeOutcome WriteFrame(const void* data, unsigned int size, unsigned int timeoutMs,
                                               bool mustBeConnected);
     void Disconnect(unsigned int connection);
     void StartThread(Cmn_ThreadPriority priority, const char* suffix, bool connectOnly);
     long BackgroundLoop(void*);
+    void RunThread(bool connectOnly);
     void DiscardBuffer(IPC_Buffer* buffer);
 
-    // One function for each state of the event-driven server.
+    // One function for each state of the event-driven server; false while the operation is still pending.
     bool RespondConnecting();
     bool RespondReading();
     void RespondDisconnected();
     void RespondConnected();
+    NorvikLibInternal::PipeOutcome CollectResponse();
     bool TookRead(NorvikLibInternal::PipeOutcome outcome);
     void Deliver();
 
@@ -177,6 +184,7 @@ private:
     std::atomic<unsigned int> mReconnectTimeout{0};
     Cmn_ThreadPriority mThreadPriority{8};
     std::atomic<uint64_t> mLastAttempt{0};
+    std::atomic<unsigned> mConnectFailures{0};  // in a row
     std::atomic<EPipeState> mPipeState{ePipeState_Undefined};
     std::unique_ptr<PendingRead> mPendingRead;  // of the event-driven server
     std::atomic<unsigned int> mConnection{0};   // which one it is

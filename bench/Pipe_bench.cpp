@@ -1,12 +1,15 @@
-// Round trips through a named pipe, in both forms, against the same number of bare overlapped calls.
+// Round trips through a named pipe and streams to an event-driven server, in both forms, against the same number of bare
+// overlapped calls, and against asio's stream handle.
 
 #include "IPC/IPC_NamedPipe.h"
 
+#include <boost/asio.hpp>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "JRCmn/Cmn_EventManager.h"
 #include "JRCmn/Internal/Cmn_Handle.h"
 #include "JRCmn/Internal/Cmn_WineProbe.h"
 #include "bench/Bench.h"
@@ -74,6 +77,16 @@ public:
         return Finish(::WriteFile(mPipe.Get(), data, static_cast<DWORD>(size), nullptr, &overlapped),
                       overlapped);
     }
+    // A request and its answer in message mode, in one call.
+    DWORD Transact(char* data, int size) {
+        OVERLAPPED overlapped = Start();
+        // Wine counts an answer that came at once only after the wait.
+        if (::TransactNamedPipe(mPipe.Get(), data, static_cast<DWORD>(size), data, static_cast<DWORD>(size),
+                                nullptr, &overlapped) ||
+            ::GetLastError() == ERROR_IO_PENDING)
+            ::WaitForSingleObject(overlapped.hEvent, INFINITE);
+        return Finish(TRUE, overlapped);
+    }
     // A message with or without its length, of known size.
     DWORD ReadMessage(char* data, int size, bool withLengths) {
         if (withLengths && Read(data, 8) != 8) return 0;
@@ -85,18 +98,28 @@ private:
     const IPC_Event mEvent;
 };
 
-Subject::Function ThroughBareCalls(bool withLengths, int size) {
-    return [=](benchmark::State& state) {
+// Both ends of a pipe, by hand.
+struct BarePipe {
+    BarePipe(bool withLengths, int size) {
         const std::string name = "\\\\.\\PIPE\\" + UniquePipe();
         const DWORD mode = withLengths ? 0 : PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE;
         const auto bytes = static_cast<DWORD>(2 * size);
-        BareEnd server(::CreateNamedPipeA(name.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED, mode, 2,
-                                          bytes, bytes, 100, nullptr));
-        const HANDLE opened = ::CreateFileA(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                                            OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
+        server = ::CreateNamedPipeA(name.c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED, mode, 2, bytes,
+                                    bytes, 100, nullptr);
+        client = ::CreateFileA(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                               FILE_FLAG_OVERLAPPED, nullptr);
         DWORD readMode = PIPE_READMODE_MESSAGE;
-        if (!withLengths) ::SetNamedPipeHandleState(opened, &readMode, nullptr, nullptr);
-        auto client = std::make_unique<BareEnd>(opened);
+        if (!withLengths) ::SetNamedPipeHandleState(client, &readMode, nullptr, nullptr);
+    }
+
+    HANDLE server, client;
+};
+
+Subject::Function ThroughBareCalls(bool withLengths, int size) {
+    return [=](benchmark::State& state) {
+        const BarePipe pipe(withLengths, size);
+        BareEnd server(pipe.server);
+        auto client = std::make_unique<BareEnd>(pipe.client);
         const int framed = size + (withLengths ? 8 : 0);
         std::thread echo([&] {
             std::vector<char> data(static_cast<size_t>(framed));
@@ -105,21 +128,134 @@ Subject::Function ThroughBareCalls(bool withLengths, int size) {
         });
         std::vector<char> data(static_cast<size_t>(framed));
         for (auto _ : state) {
-            client->Write(data.data(), framed);
-            if (client->ReadMessage(data.data(), size, withLengths) == 0) state.SkipWithError("no answer");
+            DWORD count;
+            if (withLengths) {
+                client->Write(data.data(), framed);
+                count = client->ReadMessage(data.data(), size, true);
+            } else {
+                count = client->Transact(data.data(), size);
+            }
+            if (count != static_cast<DWORD>(size)) state.SkipWithError("no answer");
         }
         client.reset();
         echo.join();
     };
 }
 
-const Subject kMessages64("pipe round trip, 64 B, messages", Run::kPinned, "bare overlapped calls", 1.15,
-                          ThroughPipe(false, 64), ThroughBareCalls(false, 64));
-const Subject kLengths64("pipe round trip, 64 B, lengths", Run::kPinned, "bare overlapped calls", 1.15,
-                         ThroughPipe(true, 64), ThroughBareCalls(true, 64));
-const Subject kMessages64K("pipe round trip, 64 KB, messages", Run::kPinned, "bare overlapped calls", 1.15,
-                           ThroughPipe(false, 65'536), ThroughBareCalls(false, 65'536));
-const Subject kLengths64K("pipe round trip, 64 KB, lengths", Run::kPinned, "bare overlapped calls", 1.15,
-                          ThroughPipe(true, 65'536), ThroughBareCalls(true, 65'536));
+Subject::Function ThroughAsio(bool withLengths, int size) {
+    return [=](benchmark::State& state) {
+        using boost::asio::buffer;
+        using Handle = boost::asio::windows::stream_handle;
+        const BarePipe pipe(withLengths, size);
+        boost::asio::io_context context;
+        Handle server(context, pipe.server), client(context, pipe.client);
+        const auto body = static_cast<size_t>(size), framed = body + (withLengths ? 8 : 0);
+        const auto readMessage = [=](Handle& end, std::vector<char>& data) {
+            boost::system::error_code error;
+            if (withLengths) boost::asio::read(end, buffer(data.data(), 8), error);
+            return error ? 0 : boost::asio::read(end, buffer(data.data(), body), error);
+        };
+        std::thread echo([&] {
+            std::vector<char> data(framed);
+            boost::system::error_code error;
+            while (readMessage(server, data) != 0)
+                boost::asio::write(server, buffer(data), error);
+        });
+        std::vector<char> data(framed);
+        for (auto _ : state) {
+            boost::asio::write(client, buffer(data));
+            if (readMessage(client, data) == 0) state.SkipWithError("no answer");
+        }
+        client.close();
+        echo.join();
+    };
+}
+
+// A sender that writes until the pipe is gone.
+template <typename Write>
+class Sender {
+public:
+    explicit Sender(Write write)
+        : mThread([write] {
+              while (write()) {
+              }
+          }) {}
+    ~Sender() { mThread.join(); }
+
+private:
+    std::thread mThread;
+};
+
+class Sink : public IPC_NamedPipe {
+public:
+    Sink() : IPC_NamedPipe(eReconnect_None, 0) {}
+    void ProcessARead(IPC_Buffer* buffer) override {
+        ++received;
+        buffer->Reset();
+    }
+
+    uint64_t received = 0;
+};
+
+Subject::Function StreamToServer(bool withLengths, int size) {
+    return [=](benchmark::State& state) {
+        NorvikLibInternal::OverrideWineProbe(withLengths);
+        const std::string name = UniquePipe();
+        Cmn_EventManager manager;
+        IPC_NamedPipe client(IPC_NamedPipe::eReconnect_None, 0);
+        const std::vector<char> data(static_cast<size_t>(size));
+        auto server = std::make_unique<Sink>();
+        server->InitServer(name.c_str(), 2 * size, -1);
+        manager.RegisterHandler(server.get(), "sink");
+        manager.ProcessOneEvent(0);
+        client.InitClient(name.c_str(), size);
+        client.Connect(INFINITE);
+        const Sender sender([&] { return client.Write(data.data(), data.size(), nullptr, INFINITE); });
+        uint64_t wanted = 0;
+        for (auto _ : state) {
+            ++wanted;
+            while (server->received < wanted)
+                manager.ProcessOneEvent(INFINITE);
+        }
+        manager.UnregisterHandler(server.get());
+        server.reset();
+        NorvikLibInternal::OverrideWineProbe(std::nullopt);
+    };
+}
+
+Subject::Function StreamToBareLoop(bool withLengths, int size) {
+    return [=](benchmark::State& state) {
+        const BarePipe pipe(withLengths, size);
+        BareEnd client(pipe.client);
+        auto server = std::make_unique<BareEnd>(pipe.server);
+        const std::vector<char> data(static_cast<size_t>(size) + (withLengths ? 8 : 0));
+        const Sender sender([&] { return client.Write(data.data(), static_cast<int>(data.size())) != 0; });
+        std::vector<char> in(static_cast<size_t>(2 * size));
+        for (auto _ : state) {
+            if (server->ReadMessage(in.data(), size, withLengths) == 0) state.SkipWithError("no message");
+        }
+        server.reset();
+    };
+}
+
+std::string Described(const char* work, int size, bool withLengths) {
+    return std::string("pipe ") + work + (size < 1024 ? ", 64 B" : ", 64 KB") +
+           (withLengths ? ", lengths" : ", messages");
+}
+
+struct PipeSubjects {
+    PipeSubjects(int size, bool withLengths)
+        : roundTrip(Described("round trip", size, withLengths), Run::kPinned, "bare overlapped calls", 1.15,
+                    ThroughPipe(withLengths, size), ThroughBareCalls(withLengths, size)),
+          asioTrip(Described("round trip (asio)", size, withLengths), Run::kPinned, "asio stream_handle", 1.0,
+                   ThroughPipe(withLengths, size), ThroughAsio(withLengths, size)),
+          stream(Described("stream to server", size, withLengths), Run::kPinned, "bare overlapped loop", 1.2,
+                 StreamToServer(withLengths, size), StreamToBareLoop(withLengths, size)) {}
+
+    const Subject roundTrip, asioTrip, stream;
+};
+
+const PipeSubjects kMessages64(64, false), kLengths64(64, true), kMessages64K(65'536, false),
+    kLengths64K(65'536, true);
 
 }  // namespace

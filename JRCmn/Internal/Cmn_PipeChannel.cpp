@@ -105,6 +105,12 @@ bool PipeChannel::Flush() {
     return ::FlushFileBuffers(pipe.Get()) != FALSE;
 }
 
+DWORD PipeChannel::ServerProcess() {
+    const std::lock_guard lock(mLock);
+    ULONG process = 0;
+    return ::GetNamedPipeServerProcessId(mHandle.Get(), &process) ? process : 0;
+}
+
 // The result stands in the operation itself, so the handle need not be open any more.
 PipeOutcome PipeChannel::Collect(PipeOperation& operation) {
     if (!HasOverlappedIoCompleted(&operation.overlapped)) return PipeOutcome::kPending;

@@ -50,6 +50,8 @@ public:
     PipeOutcome StartWrite(const void* data, DWORD size);
     PipeOutcome StartTransact(const void* out, DWORD outSize, void* in, DWORD inSize);
     bool Flush();
+    // 0 when it is not known.
+    DWORD ServerProcess();
 
     // Whether a started operation is over; kPending when it is not.
     PipeOutcome Collect(PipeOperation& operation);

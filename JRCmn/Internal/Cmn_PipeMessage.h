@@ -11,7 +11,7 @@
 // Threads:   one at a time
 // Ownership: points to the buffer
 // Errors:    kBadLength: the stream is out of step or the message is larger than the buffer; nothing of it was read. kTooLarge:
-//            the rest of a message that did not fit has been read and dropped.
+//            the rest of a message that did not fit has been read into the buffer and dropped.
 // Units:     bytes
 
 #include <algorithm>
@@ -39,11 +39,12 @@ public:
     // Where the next read goes, and how many bytes it asks for.
     void* Target() {
         if (mNeedsPrefix) return mPrefix + mCount;
-        return mDropping ? mScratch : mBuffer + mCount;
+        if (mDropping) return mCapacity > kPipePrefixSize ? mBuffer : mPrefix;
+        return mBuffer + mCount;
     }
     int Wanted() const {
         if (mNeedsPrefix) return kPipePrefixSize - mCount;
-        if (mDropping) return static_cast<int>(sizeof mScratch);
+        if (mDropping) return std::max(mCapacity, kPipePrefixSize);
         return (mIsByteMode ? mLength : mCapacity) - mCount;
     }
 
@@ -64,6 +65,13 @@ public:
     bool HasPrefixPart() const { return mNeedsPrefix && mCount > 0; }
     // Of the whole message.
     int Size() const { return mCount; }
+    // As far as it has arrived.
+    uint64_t Prefix() const {
+        uint64_t prefix;
+        std::memcpy(&prefix, mPrefix, sizeof prefix);
+        return prefix;
+    }
+    int Capacity() const { return mCapacity; }
 
 private:
     static constexpr int kLengthSize = 4;
@@ -93,7 +101,6 @@ private:
     int mLength = 0;
     int mCount = 0;  // of the prefix, then of the message
     char mPrefix[kPipePrefixSize] = {};
-    char mScratch[4096];
 };
 
 }  // namespace NorvikLibInternal

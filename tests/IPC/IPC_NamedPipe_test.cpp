@@ -8,6 +8,7 @@
 #include "JRCmn/Internal/Cmn_Windows.h"
 #include "JRCmn/Internal/Cmn_WineProbe.h"
 #include "tests/support/EventLoop.h"
+#include "tests/support/FakeClock.h"
 #include "tests/support/TraceCapture.h"
 
 namespace {
@@ -34,7 +35,10 @@ public:
         buffer->Reset();
         received.Set();
     }
-    void ConnectionEstablished(bool clientConnected) override { established += clientConnected ? 'C' : 'c'; }
+    void ConnectionEstablished(bool clientConnected) override {
+        established += clientConnected ? 'C' : 'c';
+        if (clientConnected) greeted.Set();
+    }
     void ConnectionLost() override {
         ++lost;
         lostEvent.Set();
@@ -45,7 +49,7 @@ public:
     std::string established;
     std::atomic<int> lost{0};
     bool echoes = false;
-    IPC_Event received{IPC_Event::eAutoReset}, lostEvent;
+    IPC_Event received{IPC_Event::eAutoReset}, greeted, lostEvent;
 };
 
 // Every test runs with messages kept apart by the platform and with lengths before them.
@@ -255,6 +259,105 @@ TEST_P(NamedPipe, PendingOperationsEndWithTheObject) {
     Pipe nameless;
     EXPECT_TRUE(nameless.InitServer("", 10, -1));
     EXPECT_TRUE(AnyContains(TakeTraces(), "IPC_NamedPipe::InitServer '\\\\.\\PIPE\\' failed: "));
+}
+
+TEST_P(NamedPipe, APeerThatDiesInsideAMessageLeavesNothingBehind) {
+    if (!GetParam()) return;  // the platform keeps messages whole
+    const std::string greeting("\x08\0\0\0\0\0\0\0\x20\x62\x65\x47\0\0\0\0", 16);
+    const std::string cuts[] = {std::string("\x05\0\0\0", 4), std::string("\x05\0\0\0\0\0\0\0hel", 11)};
+    enum Use { kEvents, kThread, kCalls };
+    for (const std::string& cut : cuts) {
+        for (const Use use : {kEvents, kThread, kCalls}) {
+            Pipe server(use == kThread ? IPC_NamedPipe::eReconnect_OnWrite : IPC_NamedPipe::eReconnect_None);
+            server.InitServer(name.c_str(), 100, -1);
+            if (use == kEvents) manager.RegisterHandler(&server, "server");
+            if (use == kThread) server.StartReadThread();
+            const HANDLE peer = OpenRaw();
+            WriteRaw(peer, greeting + cut);
+            char buffer[100];
+            int count;
+            if (use == kEvents) {
+                EXPECT_TRUE(Process([&] { return server.IsClientConnected(); }));
+                server.CancelPendingIO();  // what has arrived is kept
+            } else if (use == kThread) {
+                EXPECT_TRUE(server.greeted.Wait(kLimit));
+            } else {
+                ASSERT_TRUE(server.Connect(kLimit));
+                EXPECT_TRUE(server.Read(buffer, sizeof buffer, &count, kLimit));
+            }
+            ::CloseHandle(peer);
+            if (use == kCalls) {
+                EXPECT_FALSE(server.Read(buffer, sizeof buffer, &count, kLimit));
+            }
+            EXPECT_TRUE(use == kEvents ? Process([&] { return server.lost == 1; })
+                                       : server.lostEvent.Wait(kLimit));
+            EXPECT_EQ(AnyContains(TakeReports(),
+                                  "'sizeRead == sizeof(int32_t)' failed in IPC\\IPC_NamedPipe.cpp(218)"),
+                      cut.size() < 8);
+            if (use == kEvents) manager.UnregisterHandler(&server);
+            EXPECT_TRUE(server.Stop(kLimit));
+            EXPECT_THAT(server.messages, IsEmpty());
+        }
+    }
+}
+
+TEST_P(NamedPipe, StopReachesItsThreadInEveryState) {
+    class Flooded : public Pipe {
+    public:
+        void ProcessARead(IPC_Buffer* buffer) override {
+            received.Set();
+            while (Write(buffer->GetData(), 1'000, nullptr, INFINITE)) {
+            }
+        }
+    };
+    Pipe lonely(IPC_NamedPipe::eReconnect_Background), waiting(IPC_NamedPipe::eReconnect_OnWrite);
+    lonely.InitClient("NobodyHasThisPipe", 10);
+    EXPECT_TRUE(lonely.IsReadThreadRunning());
+    EXPECT_TRUE(lonely.Stop(kLimit));
+    waiting.InitServer(UniquePipe().c_str(), 10, -1);
+    waiting.StartReadThread();
+    EXPECT_TRUE(waiting.Stop(kLimit));
+    waiting.SetReconnectMode(IPC_NamedPipe::eReconnect_Background);
+    EXPECT_TRUE(waiting.IsReadThreadRunning()) << "it is set up and not connected";
+    EXPECT_TRUE(waiting.Stop(kLimit));
+    Flooded writing;
+    writing.InitServer(name.c_str(), 1'000, -1);
+    writing.SetReconnectMode(IPC_NamedPipe::eReconnect_OnWrite);
+    writing.StartReadThread();
+    Pipe client;
+    client.InitClient(name.c_str(), 1'000);
+    ASSERT_TRUE(client.Connect(kLimit));
+    client.Send(std::string(1'000, 'x'));
+    ASSERT_TRUE(writing.received.Wait(kLimit));
+    EXPECT_TRUE(writing.Stop(kLimit));
+}
+
+TEST_P(NamedPipe, AWriteThatNobodyReadsTimesOut) {
+    Pipe server, client;
+    server.InitServer(name.c_str(), 100, -1);
+    client.InitClient(name.c_str(), 100);
+    ASSERT_TRUE(client.Connect(kLimit));
+    ASSERT_TRUE(server.Connect(kLimit));
+    EXPECT_FALSE(client.Write(std::string(200'000, 'x').data(), 200'000, nullptr, 10));
+    EXPECT_TRUE(AnyContains(TakeTraces(), "Write Timeout on pipe '\\\\.\\PIPE\\"));
+    EXPECT_FALSE(client.IsConnected());
+    EXPECT_EQ(client.lost, 1);
+    EXPECT_FALSE(client.FlushBuffers());
+    EXPECT_TRUE(AnyContains(TakeTraces(), "IPC_NamedPipe::FlushBuffers '"));
+}
+
+TEST_P(NamedPipe, AWriteConnectsAnewAtTheReconnectRate) {
+    FakeClock clock;
+    Pipe client(IPC_NamedPipe::eReconnect_OnWrite, 500);
+    client.InitClient(name.c_str(), 100);
+    EXPECT_FALSE(client.Connect(0));
+    Pipe server(IPC_NamedPipe::eReconnect_Background);
+    server.InitServer(name.c_str(), 100, -1);
+    clock.Advance(499);
+    EXPECT_FALSE(client.Send("too early"));
+    clock.Advance(1);
+    EXPECT_TRUE(client.Send("hello"));
+    EXPECT_TRUE(server.Stop(kLimit));
 }
 
 TEST(NamedPipeNames, AreMadeFitForWine) {

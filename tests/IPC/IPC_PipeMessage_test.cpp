@@ -74,9 +74,13 @@ TEST(PipeMessage, MessageModeDropsTheRestOfWhatIsTooLarge) {
     PipeMessageReader reader(false, buffer, sizeof buffer);
     EXPECT_EQ(reader.Target(), buffer);
     EXPECT_EQ(reader.Took(10, true), PipeMessageReader::kIncomplete);
-    EXPECT_NE(reader.Target(), buffer);
-    EXPECT_EQ(reader.Took(4'096, true), PipeMessageReader::kIncomplete);
+    EXPECT_LE(reader.Wanted(), 10);
+    EXPECT_EQ(reader.Took(10, true), PipeMessageReader::kIncomplete);
     EXPECT_EQ(reader.Took(1, false), PipeMessageReader::kTooLarge);
+    PipeMessageReader none(false, buffer, 0);  // the rest goes beside a buffer that has no room
+    none.Took(0, true);
+    EXPECT_NE(none.Target(), buffer);
+    EXPECT_GT(none.Wanted(), 0);
 }
 
 }  // namespace
