@@ -36,6 +36,7 @@ unsigned Remaining(uint64_t start, unsigned limit) {
 struct IPC_NamedPipe::PendingRead {
     IPC_Buffer* buffer;
     PipeMessageReader reader;
+    bool isGreeted;  // when it began
     PipeMessageReader::State state = PipeMessageReader::kIncomplete;
 };
 
@@ -76,8 +77,7 @@ bool IPC_NamedPipe::InitServer(const char* name, int bufferSize, int outBufferSi
     const DWORD out = outBufferSize >= 0 ? static_cast<DWORD>(outBufferSize) : in;
     // The open mode does not ask to be the first: a server that comes back may overlap with the one that goes. Whoever else
     // has the name stands in the log.
-    if (hasName &&
-        (::WaitNamedPipeA(mName.c_str(), NMPWAIT_NOWAIT) || ::GetLastError() != ERROR_FILE_NOT_FOUND))
+    if (hasName && (::WaitNamedPipeA(mName.c_str(), NMPWAIT_NOWAIT) || ::GetLastError() == ERROR_SEM_TIMEOUT))
         Cmn_Trace("IPC_NamedPipe::InitServer '%s': there is a pipe of this name already\n", mName.c_str());
     ::SetLastError(ERROR_INVALID_NAME);
     if (!hasName || !mChannel->CreateServer(mName.c_str(), mIsByteMode, out, in)) {
@@ -139,7 +139,10 @@ bool IPC_NamedPipe::Connect(unsigned int timeoutMs) {
     if (mConnected) return true;
     const unsigned left = Remaining(start, timeoutMs);
     const bool connected = mType == ePipeType_Client ? ConnectClient(left) : ConnectServer(left);
-    if (connected && Established()) return true;
+    if (connected && SendGreeting()) {
+        Established(std::move(connecting));
+        return true;
+    }
     mLastAttempt = Cmn_Time::GetInMilliseconds();
     return false;
 }
@@ -156,7 +159,8 @@ bool IPC_NamedPipe::ConnectClient(unsigned int timeoutMs) {
                             error == ERROR_NO_DATA || error == ERROR_PIPE_NOT_CONNECTED ||
                             error == ERROR_BROKEN_PIPE;
         if (isThere && (!isGone || left == 0)) {
-            Cmn_Trace("CreateFile error '%s': %s\n", mName.c_str(), DescribeSystemError(error).c_str());
+            if (IsConnectFailureTraced())
+                Cmn_Trace("CreateFile error '%s': %s\n", mName.c_str(), DescribeSystemError(error).c_str());
             return false;
         }
         if (left == 0 || (mThreadRunning && mStopLoop)) return false;
@@ -165,19 +169,24 @@ bool IPC_NamedPipe::ConnectClient(unsigned int timeoutMs) {
 }
 
 bool IPC_NamedPipe::ConnectServer(unsigned int timeoutMs) {
-    PipeOutcome outcome = mChannel->StartConnect();
-    if (outcome == PipeOutcome::kPending) outcome = mChannel->Await(mChannel->read, timeoutMs);
+    PipeOperation& connect = mChannel->connect;
+    PipeOutcome outcome = mChannel->StartConnect(connect);
+    if (outcome == PipeOutcome::kPending) outcome = mChannel->Await(connect, timeoutMs);
     if (outcome == PipeOutcome::kDone) return true;
     if (outcome != PipeOutcome::kFailed) return false;
-    if (mChannel->read.error == ERROR_PIPE_CONNECTED) return true;
-    ReportConnectError(mChannel->read.error);
+    if (connect.error == ERROR_PIPE_CONNECTED) return true;
+    ReportConnectError(connect.error);
     return false;
+}
+
+// It is tried again and again, and the log has to last: the first, second, fourth, eighth, ... in a row.
+bool IPC_NamedPipe::IsConnectFailureTraced() {
+    return std::has_single_bit(++mConnectFailures);
 }
 
 void IPC_NamedPipe::ReportConnectError(unsigned long error) {
     if (error != ERROR_NO_DATA) {
-        // It is tried again and again, and the log has to last: the first, second, fourth, eighth, ... in a row.
-        if (std::has_single_bit(++mConnectFailures))
+        if (IsConnectFailureTraced())
             Cmn_Trace("ConnectNamedPipe '%s' failed : %s\n", mName.c_str(),
                       DescribeSystemError(error).c_str());
         return;
@@ -191,28 +200,52 @@ void IPC_NamedPipe::ReportConnectError(unsigned long error) {
     }
 }
 
-// The greeting goes before everything else: others may write only when it is out.
-bool IPC_NamedPipe::Established() {
+// It goes before everything else: others may write only when it is out.
+bool IPC_NamedPipe::SendGreeting() {
     const uint64_t hello = kPipeHello;
-    if (mType == ePipeType_Client &&
-        WriteFrame(&hello, sizeof hello, kServiceTimeout, false) != PipeOutcome::kDone) {
-        Cmn_Trace("IPC_NamedPipe::Write '%s' failed: %s\n", mName.c_str(),
-                  DescribeSystemError(mChannel->write.error).c_str());
-        mChannel->CloseClient();
-        return false;
-    }
-    {
-        const std::lock_guard lock(mStateLock);
-        ++mConnection;
-        mClientConnected = mType == ePipeType_Client;
-        mConnected = true;
-    }
+    DWORD error = 0;
+    if (mType == ePipeType_Server || WriteFrame(mChannel->Connection(), &hello, sizeof hello, kServiceTimeout,
+                                                &error) == PipeOutcome::kDone)
+        return true;
+    Cmn_Trace("IPC_NamedPipe::Write '%s' failed: %s\n", mName.c_str(), DescribeSystemError(error).c_str());
+    mChannel->CloseClient();
+    return false;
+}
+
+void IPC_NamedPipe::Established(std::unique_lock<std::mutex> connecting) {
+    std::unique_lock state(mStateLock);
+    mClientConnected = mType == ePipeType_Client;
+    mConnected = true;
     mConnectFailures = 0;
+    if (connecting) connecting.unlock();  // a callback may connect anew
     Cmn_Trace("Connection '%s' established\n", mName.c_str());
     if (const unsigned long server = mType == ePipeType_Client ? mChannel->ServerProcess() : 0)
         Cmn_Trace("'%s' is served by process %lu\n", mName.c_str(), server);
-    ConnectionEstablished(false);
-    return true;
+    Announce(state, Announcement::kEstablished);
+}
+
+// The callbacks come one at a time, in the order of what they tell, and without a lock: what comes up while one of them runs
+// is told after it, by the same thread.
+void IPC_NamedPipe::Announce(std::unique_lock<std::mutex>& state, Announcement what) {
+    mAnnouncements.push_back(what);
+    if (mIsAnnouncing) return;
+    mIsAnnouncing = true;
+    const auto done = [&](bool*) {
+        if (!state) state.lock();
+        mIsAnnouncing = false;
+    };
+    const std::unique_ptr<bool, decltype(done)> atEnd(&mIsAnnouncing, done);
+    while (!mAnnouncements.empty()) {
+        const Announcement next = mAnnouncements.front();
+        mAnnouncements.erase(mAnnouncements.begin());
+        state.unlock();
+        if (next == Announcement::kLost) {
+            ConnectionLost();
+        } else {
+            ConnectionEstablished(next == Announcement::kGreeted);
+        }
+        state.lock();
+    }
 }
 
 void IPC_NamedPipe::ReconnectOnWrite() {
@@ -223,9 +256,10 @@ void IPC_NamedPipe::ReconnectOnWrite() {
 // `connection` is the one on which something has failed: it may be over already, and another one begun.
 void IPC_NamedPipe::Disconnect(unsigned int connection) {
     Cmn_Trace("Disconnecting '%s'\n", mName.c_str());
+    const bool isEventDriven = mPipeState != ePipeState_Initialized;
     {
-        const std::lock_guard lock(mStateLock);
-        if (!mConnected || connection != mConnection) return;
+        std::unique_lock state(mStateLock);
+        if (!mConnected || connection != mChannel->Connection()) return;
         // A read that the event manager waits for ends by this, and its state with it. First the pipe, then the flag: who
         // sees it connects anew.
         if (mType == ePipeType_Client) {
@@ -236,11 +270,10 @@ void IPC_NamedPipe::Disconnect(unsigned int connection) {
         }
         mClientConnected = false;
         mConnected = false;
+        if (isEventDriven) mChannel->read.event.Set();
+        Announce(state, Announcement::kLost);
     }
-    const bool isEventDriven = mPipeState != ePipeState_Initialized;
-    if (isEventDriven) mChannel->read.event.Set();
-    ConnectionLost();
-    if (!isEventDriven && mReconnectMode == eReconnect_Background && !mStopLoop)
+    if (!isEventDriven && mReconnectMode == eReconnect_Background)
         StartThread(mThreadPriority, " Connect", true);
 }
 
@@ -255,7 +288,7 @@ bool IPC_NamedPipe::Write(const void* data, unsigned long long size, unsigned lo
 bool IPC_NamedPipe::DoWrite(const void* data, unsigned long long size, unsigned long long* written,
                             unsigned int timeoutMs) {
     if (written) *written = 0;
-    const unsigned int connection = mConnection;
+    const unsigned int connection = mChannel->Connection();
     if (!mConnected) return false;
     constexpr unsigned long long kLargest = 0x7FFFFFFF - kPipePrefixSize;
     if (size > kLargest) {
@@ -263,7 +296,8 @@ bool IPC_NamedPipe::DoWrite(const void* data, unsigned long long size, unsigned 
                   DescribeSystemError(ERROR_INVALID_PARAMETER).c_str());
         return false;
     }
-    const PipeOutcome outcome = WriteFrame(data, static_cast<DWORD>(size), timeoutMs, true);
+    DWORD error = 0;
+    const PipeOutcome outcome = WriteFrame(connection, data, static_cast<DWORD>(size), timeoutMs, &error);
     if (outcome == PipeOutcome::kDone) {
         if (written) *written = size;
         return true;
@@ -273,17 +307,15 @@ bool IPC_NamedPipe::DoWrite(const void* data, unsigned long long size, unsigned 
     if (outcome == PipeOutcome::kTimeout) Cmn_Trace("Write Timeout on pipe '%s'\n", mName.c_str());
     if (outcome == PipeOutcome::kFailed) {
         Cmn_Trace("IPC_NamedPipe::Write '%s' failed: %s\n", mName.c_str(),
-                  DescribeSystemError(mChannel->write.error).c_str());
+                  DescribeSystemError(error).c_str());
     }
     Disconnect(connection);
     return false;
 }
 
-PipeOutcome IPC_NamedPipe::WriteFrame(const void* data, unsigned int size, unsigned int timeoutMs,
-                                      bool mustBeConnected) {
+PipeOutcome IPC_NamedPipe::WriteFrame(unsigned int connection, const void* data, unsigned int size,
+                                      unsigned int timeoutMs, unsigned long* error) {
     const std::lock_guard lock(mWriteLock);
-    mChannel->write.error = ERROR_PIPE_NOT_CONNECTED;
-    if (mustBeConnected && !mConnected) return PipeOutcome::kFailed;
     unsigned int bytes = size;
     if (mIsByteMode) {
         // In one write with its length: half the calls, and no message of another thread comes between.
@@ -294,8 +326,9 @@ PipeOutcome IPC_NamedPipe::WriteFrame(const void* data, unsigned int size, unsig
         if (size > 0) std::memcpy(mFrame.data() + kPipePrefixSize, data, size);
         data = mFrame.data();
     }
-    PipeOutcome outcome = mChannel->StartWrite(data, bytes);
+    PipeOutcome outcome = mChannel->StartWrite(connection, data, bytes);
     if (outcome == PipeOutcome::kPending) outcome = mChannel->Await(mChannel->write, timeoutMs);
+    *error = mChannel->write.error;
     if (mFrame.size() > kLargestKeptFrame) mFrame = {};
     return outcome;
 }
@@ -313,13 +346,15 @@ bool IPC_NamedPipe::ReportTooLarge(const char* function) {
 
 bool IPC_NamedPipe::DoRead(void* buffer, int size, int* read, unsigned int timeoutMs) {
     *read = 0;
-    const unsigned int connection = mConnection;
+    const unsigned int connection = mChannel->Connection();
+    const bool isGreeted = mType == ePipeType_Client || mClientConnected;
     if (!mConnected) return false;
     const uint64_t start = Cmn_Time::GetInMilliseconds();
     PipeMessageReader reader(mIsByteMode, buffer, std::max(size, 0));
     PipeMessageReader::State state = PipeMessageReader::kIncomplete;
     while (state == PipeMessageReader::kIncomplete) {
-        PipeOutcome outcome = mChannel->StartRead(reader.Target(), static_cast<DWORD>(reader.Wanted()));
+        PipeOutcome outcome =
+            mChannel->StartRead(connection, reader.Target(), static_cast<DWORD>(reader.Wanted()));
         if (outcome == PipeOutcome::kPending)
             outcome = mChannel->Await(mChannel->read, Remaining(start, timeoutMs));
         if (outcome == PipeOutcome::kAborted && !reader.HasPart()) return false;
@@ -332,14 +367,13 @@ bool IPC_NamedPipe::DoRead(void* buffer, int size, int* read, unsigned int timeo
         Disconnect(connection);
         return false;
     }
-    const bool isGreeted = mType == ePipeType_Client || mClientConnected;
     if (state == PipeMessageReader::kTooLarge && isGreeted) return ReportTooLarge("Read");
     int count = reader.Size();
     if (!isGreeted && state != PipeMessageReader::kMessage) {
         CMN_VERIFY_AT(727, mClientConnected);
     } else if (state == PipeMessageReader::kBadLength) {
         TraceBadLength(reader);
-    } else if (FilterServiceMessages(buffer, &count)) {
+    } else if (isGreeted || FilterServiceMessages(connection, buffer, &count)) {
         *read = count;
         return true;
     }
@@ -360,16 +394,17 @@ void IPC_NamedPipe::TraceBadLength(const PipeMessageReader& reader) {
         mName.c_str(), reader.Prefix(), reader.Capacity());
 }
 
-bool IPC_NamedPipe::FilterServiceMessages(const void* data, int* size) {
-    if (*size == 0 || mClientConnected) return true;
-    if (mType == ePipeType_Client) return false;
-    if (*size == sizeof kPipeHello && std::memcmp(data, &kPipeHello, sizeof kPipeHello) == 0) {
-        mClientConnected = true;
-        *size = 0;
-        ConnectionEstablished(true);
-        return true;
-    }
-    return CMN_VERIFY_AT(727, mClientConnected);
+// A message to a server before the greeting. An empty one passes.
+bool IPC_NamedPipe::FilterServiceMessages(unsigned int connection, const void* data, int* size) {
+    if (*size == 0) return true;
+    const bool isHello = *size == sizeof kPipeHello && std::memcmp(data, &kPipeHello, sizeof kPipeHello) == 0;
+    if (!isHello) return CMN_VERIFY_AT(727, mClientConnected);
+    *size = 0;
+    std::unique_lock state(mStateLock);
+    if (!mConnected || connection != mChannel->Connection()) return true;  // it has gone meanwhile
+    mClientConnected = true;
+    Announce(state, Announcement::kGreeted);
+    return true;
 }
 
 bool IPC_NamedPipe::WriteAndRead(const void* out, int outSize, void* in, int inSize, int* read,
@@ -390,11 +425,11 @@ bool IPC_NamedPipe::WriteAndRead(const void* out, int outSize, void* in, int inS
 
 bool IPC_NamedPipe::Transact(const void* out, int outSize, void* in, int inSize, int* read,
                              unsigned int timeoutMs) {
-    const unsigned int connection = mConnection;
+    const unsigned int connection = mChannel->Connection();
     if (!mConnected) return false;
     const auto outBytes = static_cast<DWORD>(std::max(outSize, 0));
     const auto inBytes = static_cast<DWORD>(std::max(inSize, 0));
-    PipeOutcome outcome = mChannel->StartTransact(out, outBytes, in, inBytes);
+    PipeOutcome outcome = mChannel->StartTransact(connection, out, outBytes, in, inBytes);
     if (outcome == PipeOutcome::kPending) outcome = mChannel->Await(mChannel->read, timeoutMs);
     if (outcome == PipeOutcome::kDone) {
         *read = static_cast<int>(mChannel->read.count);
@@ -404,16 +439,17 @@ bool IPC_NamedPipe::Transact(const void* out, int outSize, void* in, int inSize,
         // The rest must not be taken for the next answer.
         char rest[4096];
         do {
-            outcome = mChannel->StartRead(rest, sizeof rest);
+            outcome = mChannel->StartRead(connection, rest, sizeof rest);
             if (outcome == PipeOutcome::kPending) outcome = mChannel->Await(mChannel->read, timeoutMs);
         } while (outcome == PipeOutcome::kMoreData);
         if (outcome == PipeOutcome::kDone) return ReportTooLarge("WriteAndRead");
     }
     const DWORD error = outcome == PipeOutcome::kFailed ? mChannel->read.error : DWORD{WAIT_TIMEOUT};
-    // Also when it was aborted: the answer is still to come, and would be taken for the next one's.
     Cmn_Trace("IPC_NamedPipe::WriteAndRead '%s' failed: %s\n", mName.c_str(),
               DescribeSystemError(error).c_str());
-    Disconnect(connection);
+    // Also when it was aborted: the answer is still to come, and would be taken for the next one's. Something unread in the
+    // way has kept the request from going out, and the connection is as it was.
+    if (error != ERROR_PIPE_BUSY) Disconnect(connection);
     return false;
 }
 
@@ -432,12 +468,10 @@ bool IPC_NamedPipe::Verify() {
 // ---- The thread --------------------------------------------------------------------------------------------------------
 
 void IPC_NamedPipe::StartReadThread(Cmn_ThreadPriority priority) {
-    mStopLoop = false;
     StartThread(priority, " Reader", false);
 }
 
 void IPC_NamedPipe::BackgroundConnect(Cmn_ThreadPriority priority) {
-    mStopLoop = false;
     StartThread(priority, " Connect", true);
 }
 
@@ -445,6 +479,7 @@ void IPC_NamedPipe::StartThread(Cmn_ThreadPriority priority, const char* suffix,
     if (mPipeState == ePipeState_Undefined || mThreadRunning.exchange(true)) return;
     const std::lock_guard lock(mThreadLock);
     mThread.ThreadEnd();
+    mStopLoop = false;
     mBackgroundConnect = connectOnly;
     mThreadPriority = priority;
     mThread.SetPriority(priority);
@@ -553,20 +588,20 @@ bool IPC_NamedPipe::RespondConnecting() {
     const PipeOutcome outcome = CollectResponse();
     if (outcome == PipeOutcome::kPending) return false;
     mPipeState = outcome == PipeOutcome::kDone ? ePipeState_Connected : ePipeState_Disconnected;
-    if (outcome == PipeOutcome::kDone) Established();
+    if (outcome == PipeOutcome::kDone) Established({});
     return true;
 }
 
 void IPC_NamedPipe::RespondDisconnected() {
     // A read that was under way when the connection went.
     if (const auto lost = std::move(mPendingRead)) DiscardBuffer(lost->buffer);
-    const PipeOutcome outcome = mChannel->StartConnect();
+    const PipeOutcome outcome = mChannel->StartConnect(mChannel->read);
     if (outcome == PipeOutcome::kPending) {
         mPipeState = ePipeState_Connecting;
     } else if (mChannel->read.error == ERROR_PIPE_CONNECTED) {
         mPipeState = ePipeState_Connected;
         mChannel->read.event.Set();
-        Established();
+        Established({});
     } else {
         ReportConnectError(mChannel->read.error);
         mChannel->WaitForAbort(1);  // a connect that always fails must not take the whole loop
@@ -593,13 +628,14 @@ void IPC_NamedPipe::RespondConnected() {
     for (int reads = 0; mPipeState == ePipeState_Connected && mConnected && reads < kReadsAtOnce; ++reads) {
         if (!mPendingRead) {
             IPC_Buffer* const buffer = GetReadBuffer();
-            mPendingRead = std::make_unique<PendingRead>(PendingRead{
-                buffer, PipeMessageReader(mIsByteMode, buffer->GetData(), buffer->GetCapacity())});
+            mPendingRead = std::make_unique<PendingRead>(
+                PendingRead{buffer, PipeMessageReader(mIsByteMode, buffer->GetData(), buffer->GetCapacity()),
+                            mClientConnected});
         }
         if (mPendingRead->state == PipeMessageReader::kIncomplete) {
             PipeMessageReader& reader = mPendingRead->reader;
-            const PipeOutcome outcome =
-                mChannel->StartRead(reader.Target(), static_cast<DWORD>(reader.Wanted()));
+            const PipeOutcome outcome = mChannel->StartRead(mChannel->Connection(), reader.Target(),
+                                                            static_cast<DWORD>(reader.Wanted()));
             if (outcome == PipeOutcome::kPending) {
                 mPipeState = ePipeState_Reading;
                 return;
@@ -620,7 +656,7 @@ bool IPC_NamedPipe::TookRead(PipeOutcome outcome) {
     }
     if (mConnected) TraceFailedRead(mPendingRead->reader);
     mPipeState = ePipeState_Disconnected;
-    Disconnect(mConnection);
+    Disconnect(mChannel->Connection());
     mChannel->read.event.Set();
     return false;
 }
@@ -631,7 +667,7 @@ void IPC_NamedPipe::Deliver() {
     IPC_Buffer* const buffer = done->buffer;
     int count = done->reader.Size();
     bool isGood = true;
-    if (!mClientConnected && done->state != PipeMessageReader::kMessage) {
+    if (!done->isGreeted && done->state != PipeMessageReader::kMessage) {
         isGood = CMN_VERIFY_AT(727, mClientConnected);
     } else if (done->state == PipeMessageReader::kTooLarge) {
         ReportTooLarge("Read");
@@ -640,7 +676,7 @@ void IPC_NamedPipe::Deliver() {
         TraceBadLength(done->reader);
         isGood = false;
     } else {
-        isGood = FilterServiceMessages(buffer->GetData(), &count);
+        isGood = done->isGreeted || FilterServiceMessages(mChannel->Connection(), buffer->GetData(), &count);
     }
     if (isGood && count > 0) {
         buffer->SetCount(count);
@@ -650,7 +686,7 @@ void IPC_NamedPipe::Deliver() {
     DiscardBuffer(buffer);
     if (isGood) return;
     mPipeState = ePipeState_Disconnected;
-    Disconnect(mConnection);
+    Disconnect(mChannel->Connection());
 }
 
 void IPC_NamedPipe::CancelPendingIO() {

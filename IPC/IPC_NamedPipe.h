@@ -21,7 +21,8 @@
 //
 // Threads:   Init, Connect, Read and the settings: the owner's thread. Write, IsConnected and Stop: any thread, also beside
 //            a read. ProcessARead, ConnectionEstablished and ConnectionLost are called by whichever thread reads, writes
-//            or connects. A derived class calls Stop in its destructor: afterwards its functions are gone.
+//            or connects; the last two one at a time, in order: what comes up during one is told after it by the same thread. A
+//            derived class calls Stop in its destructor: afterwards its functions are gone.
 // Ownership: owns pipe, thread and read buffer. A buffer of its own that a derived class returns from GetReadBuffer belongs to
 //            the pipe until ProcessARead takes it.
 //            An event-driven pipe is set up, cancelled and destroyed on the manager's thread, and not in its own callbacks.
@@ -102,9 +103,9 @@ public:
     // One message; a count of 0 for the greeting and for an empty one. False with 0 for one that is larger than `size`. The
     // first message that a server reads is the greeting: it needs a size of 8.
     bool Read(void* buffer, int size, int* read, unsigned int timeoutMs);
-    // A request and its answer.
+    // A request and its answer. A peer that owes an answer must not Verify: its empty message would count as the answer.
     bool WriteAndRead(const void* out, int outSize, void* in, int inSize, int* read, unsigned int timeoutMs);
-    // Waits until the peer has read all, without a limit.
+    // Waits until the peer has read all, without a limit, and Stop cannot end it: not for the pipe's own thread.
     bool FlushBuffers();
     // Sends an empty message: whether the peer is still there.
     bool Verify();
@@ -136,23 +137,27 @@ public:
 
 private:
     struct PendingRead;
+    enum class Announcement { kEstablished, kGreeted, kLost };
 
     bool Init(EPipeType type, const char* name, int bufferSize);
     bool ConnectClient(unsigned int timeoutMs);
     bool ConnectServer(unsigned int timeoutMs);
-    bool Established();
+    bool IsConnectFailureTraced();
+    bool SendGreeting();
+    void Established(std::unique_lock<std::mutex> connecting);
+    void Announce(std::unique_lock<std::mutex>& state, Announcement what);
     void ReportConnectError(unsigned long error);
     void ReconnectOnWrite();
     bool DoWrite(const void* data, unsigned long long size, unsigned long long* written,
                  unsigned int timeoutMs);
     bool DoRead(void* buffer, int size, int* read, unsigned int timeoutMs);
     bool Transact(const void* out, int outSize, void* in, int inSize, int* read, unsigned int timeoutMs);
-    bool FilterServiceMessages(const void* data, int* size);
+    bool FilterServiceMessages(unsigned int connection, const void* data, int* size);
     bool ReportTooLarge(const char* function);
     void TraceFailedRead(const NorvikLibInternal::PipeMessageReader& reader);
     void TraceBadLength(const NorvikLibInternal::PipeMessageReader& reader);
-    NorvikLibInternal::PipeOutcome WriteFrame(const void* data, unsigned int size, unsigned int timeoutMs,
-                                              bool mustBeConnected);
+    NorvikLibInternal::PipeOutcome WriteFrame(unsigned int connection, const void* data, unsigned int size,
+                                              unsigned int timeoutMs, unsigned long* error);
     void Disconnect(unsigned int connection);
     void StartThread(Cmn_ThreadPriority priority, const char* suffix, bool connectOnly);
     long BackgroundLoop(void*);
@@ -187,10 +192,11 @@ private:
     std::atomic<unsigned> mConnectFailures{0};  // in a row
     std::atomic<EPipeState> mPipeState{ePipeState_Undefined};
     std::unique_ptr<PendingRead> mPendingRead;  // of the event-driven server
-    std::atomic<unsigned int> mConnection{0};   // which one it is
     std::mutex mConnectLock;                    // held by the thread that connects
-    std::mutex mStateLock;                      // of the connection's flags and end
-    std::mutex mThreadLock;                     // of starting and joining the thread
+    std::mutex mStateLock;  // of the connection's flags and end, and of what is told of them
+    std::vector<Announcement> mAnnouncements;
+    bool mIsAnnouncing = false;
+    std::mutex mThreadLock;  // of starting and joining the thread
     std::mutex mWriteLock;
     std::vector<char> mFrame;  // prefix and message, in byte mode
 };

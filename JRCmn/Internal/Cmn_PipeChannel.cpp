@@ -11,8 +11,8 @@ constexpr DWORD kClientTimeout = 100;  // ms that a client waits for a free inst
 }  // namespace
 
 PipeChannel::~PipeChannel() {
-    Cancel(read);
-    Cancel(write);
+    for (PipeOperation* operation : {&read, &write, &connect})
+        Cancel(*operation);
 }
 
 bool PipeChannel::CreateServer(const char* name, bool isByteMode, DWORD outSize, DWORD inSize) {
@@ -38,6 +38,7 @@ bool PipeChannel::OpenClient(const char* name, bool isByteMode) {
 void PipeChannel::CloseClient() {
     const std::lock_guard lock(mLock);
     if (!mHandle) return;
+    ++mConnection;
     ::CancelIoEx(mHandle.Get(), nullptr);
     mHandle.Reset();
 }
@@ -45,16 +46,17 @@ void PipeChannel::CloseClient() {
 bool PipeChannel::DisconnectServer() {
     const std::lock_guard lock(mLock);
     if (!mHandle) return true;
+    ++mConnection;
     ::CancelIoEx(mHandle.Get(), nullptr);
     return ::DisconnectNamedPipe(mHandle.Get()) != FALSE;
 }
 
 template <typename Call>
-PipeOutcome PipeChannel::Start(PipeOperation& operation, Call call) {
+PipeOutcome PipeChannel::Start(PipeOperation& operation, unsigned connection, Call call) {
     const std::lock_guard lock(mLock);
     operation.count = 0;
     operation.error = ERROR_PIPE_NOT_CONNECTED;
-    if (!mHandle) return PipeOutcome::kFailed;
+    if (!mHandle || connection != mConnection) return PipeOutcome::kFailed;
     operation.overlapped = {};
     operation.overlapped.hEvent = operation.event.GetHandle();
     if (call(mHandle.Get(), &operation.overlapped)) return PipeOutcome::kPending;
@@ -67,28 +69,29 @@ PipeOutcome PipeChannel::Start(PipeOperation& operation, Call call) {
     return PipeOutcome::kFailed;
 }
 
-PipeOutcome PipeChannel::StartConnect() {
-    return Start(read,
+PipeOutcome PipeChannel::StartConnect(PipeOperation& operation) {
+    return Start(operation, mConnection,
                  [](HANDLE pipe, OVERLAPPED* overlapped) { return ::ConnectNamedPipe(pipe, overlapped); });
 }
 
-PipeOutcome PipeChannel::StartRead(void* buffer, DWORD size) {
-    const PipeOutcome outcome = Start(read, [&](HANDLE pipe, OVERLAPPED* overlapped) {
+PipeOutcome PipeChannel::StartRead(unsigned connection, void* buffer, DWORD size) {
+    const PipeOutcome outcome = Start(read, connection, [&](HANDLE pipe, OVERLAPPED* overlapped) {
         return ::ReadFile(pipe, buffer, size, nullptr, overlapped);
     });
     return outcome == PipeOutcome::kPending ? Collect(read) : outcome;
 }
 
-PipeOutcome PipeChannel::StartWrite(const void* data, DWORD size) {
-    const PipeOutcome outcome = Start(write, [&](HANDLE pipe, OVERLAPPED* overlapped) {
+PipeOutcome PipeChannel::StartWrite(unsigned connection, const void* data, DWORD size) {
+    const PipeOutcome outcome = Start(write, connection, [&](HANDLE pipe, OVERLAPPED* overlapped) {
         return ::WriteFile(pipe, data, size, nullptr, overlapped);
     });
     return outcome == PipeOutcome::kPending ? Collect(write) : outcome;
 }
 
 // Its result is asked for after the wait only: under Wine an answer that came at once is not yet counted.
-PipeOutcome PipeChannel::StartTransact(const void* out, DWORD outSize, void* in, DWORD inSize) {
-    return Start(read, [&](HANDLE pipe, OVERLAPPED* overlapped) {
+PipeOutcome PipeChannel::StartTransact(unsigned connection, const void* out, DWORD outSize, void* in,
+                                       DWORD inSize) {
+    return Start(read, connection, [&](HANDLE pipe, OVERLAPPED* overlapped) {
         return ::TransactNamedPipe(pipe, const_cast<void*>(out), outSize, in, inSize, nullptr, overlapped);
     });
 }
@@ -137,6 +140,12 @@ PipeOutcome PipeChannel::Await(PipeOperation& operation, DWORD timeoutMs) {
         if (outcome != PipeOutcome::kFailed) return outcome;
         return result == WAIT_TIMEOUT ? PipeOutcome::kTimeout : PipeOutcome::kAborted;
     }
+}
+
+void PipeChannel::Abort(bool raise) {
+    const std::lock_guard lock(mLock);
+    mAborts += raise ? 1 : -1;
+    mAborts > 0 ? mAbort.Set() : mAbort.Reset();
 }
 
 PipeOutcome PipeChannel::Cancel(PipeOperation& operation) {

@@ -2,15 +2,17 @@
 
 // One end of a pipe and the overlapped operations on it. Starting an operation and taking the handle away exclude each
 // other; an operation that is given up is cancelled on whichever thread it was started, and is over before its buffer goes.
+// Connections are numbered: an operation names the one it is meant for, and fails when that one is over.
 //
-//   PipeOutcome outcome = channel.StartRead(buffer, size);
+//   PipeOutcome outcome = channel.StartRead(connection, buffer, size);
 //   if (outcome == PipeOutcome::kPending) outcome = channel.Await(channel.read, 1'000);
 //
-// Threads:   any; one at a time for each of the two operations
+// Threads:   any; one at a time for each of the three operations
 // Ownership: owns handle and events
 // Errors:    kFailed with the platform's code in the operation
 // Units:     milliseconds, bytes
 
+#include <atomic>
 #include <mutex>
 
 #include "IPC/IPC_Event.h"
@@ -45,10 +47,13 @@ public:
     void CloseClient();
     bool DisconnectServer();
 
-    PipeOutcome StartConnect();  // kFailed also with ERROR_PIPE_CONNECTED
-    PipeOutcome StartRead(void* buffer, DWORD size);
-    PipeOutcome StartWrite(const void* data, DWORD size);
-    PipeOutcome StartTransact(const void* out, DWORD outSize, void* in, DWORD inSize);
+    // The number of the present or the next connection; it rises when one ends.
+    unsigned Connection() const { return mConnection; }
+
+    PipeOutcome StartConnect(PipeOperation& operation);  // kFailed also with ERROR_PIPE_CONNECTED
+    PipeOutcome StartRead(unsigned connection, void* buffer, DWORD size);
+    PipeOutcome StartWrite(unsigned connection, const void* data, DWORD size);
+    PipeOutcome StartTransact(unsigned connection, const void* out, DWORD outSize, void* in, DWORD inSize);
     bool Flush();
     // 0 when it is not known.
     DWORD ServerProcess();
@@ -59,20 +64,23 @@ public:
     PipeOutcome Await(PipeOperation& operation, DWORD timeoutMs);
     PipeOutcome Cancel(PipeOperation& operation);
 
-    // Makes waits give up, now and until it is lowered.
-    void Abort(bool raise) { raise ? mAbort.Set() : mAbort.Reset(); }
+    // Makes waits give up, now and until it is lowered as often as it was raised.
+    void Abort(bool raise);
     // True when aborted.
     bool WaitForAbort(DWORD timeoutMs) { return mAbort.Wait(timeoutMs); }
 
-    PipeOperation read;  // also connects
+    PipeOperation read;  // the event-driven server also connects with it
     PipeOperation write;
+    PipeOperation connect;
 
 private:
     template <typename Call>
-    PipeOutcome Start(PipeOperation& operation, Call call);
+    PipeOutcome Start(PipeOperation& operation, unsigned connection, Call call);
 
-    std::mutex mLock;  // of the handle
+    std::mutex mLock;  // of what follows
     KernelHandle mHandle;
+    std::atomic<unsigned> mConnection{0};
+    int mAborts = 0;
     IPC_Event mAbort;
 };
 

@@ -120,11 +120,12 @@ TEST_P(NamedPipe, AnEventDrivenServerAnswersClientAfterClient) {
 TEST_P(NamedPipe, AStrangerIsRefusedAndThePlaceIsForTheNext) {
     const std::string framed = GetParam() ? std::string("\x08\0\0\0\0\0\0\0", 8) : "";
     const std::string cut = GetParam() ? std::string("\x03\0\0\0\0\0\0\0", 8) : "";
+    const std::string huge = GetParam() ? "\xFF\xFF\xFF\xFF" : std::string(1'000'000, 'x');
     Pipe server;
     RegisterServer(server);
     for (const std::string& first :
          {framed + "12345678", cut + "abc", framed + std::string("\x20\x62\x65\x47\0\0\0\1", 8),
-          std::string(9'000, '\x7F')}) {
+          std::string(9'000, '\x7F'), huge}) {
         const HANDLE stranger = OpenRaw();
         ASSERT_NE(stranger, INVALID_HANDLE_VALUE);
         const int before = server.lost;
@@ -256,9 +257,17 @@ TEST_P(NamedPipe, PendingOperationsEndWithTheObject) {
     Pipe undefined;
     EXPECT_FALSE(undefined.GetEventToWaitOn() == nullptr);
     EXPECT_TRUE(ReportedOnce("'mPipeState != ePipeState_Undefined'"));
-    Pipe nameless;
-    EXPECT_TRUE(nameless.InitServer("", 10, -1));
-    EXPECT_TRUE(AnyContains(TakeTraces(), "IPC_NamedPipe::InitServer '\\\\.\\PIPE\\' failed: "));
+    for (const std::string& bad : {std::string(), std::string(300, 'n')}) {
+        Pipe nameless;
+        EXPECT_TRUE(nameless.InitServer(bad.c_str(), 10, -1));
+        EXPECT_TRUE(
+            AnyContains(TakeTraces(), "IPC_NamedPipe::InitServer '\\\\.\\PIPE\\" + bad + "' failed: "));
+        EXPECT_FALSE(nameless.IsInitialized());
+    }
+    Pipe first, second;
+    first.InitServer(name.c_str(), 10, -1);
+    second.InitServer(name.c_str(), 10, -1);
+    EXPECT_TRUE(AnyContains(TakeTraces(), "there is a pipe of this name already"));
 }
 
 TEST_P(NamedPipe, APeerThatDiesInsideAMessageLeavesNothingBehind) {
@@ -330,6 +339,56 @@ TEST_P(NamedPipe, StopReachesItsThreadInEveryState) {
     client.Send(std::string(1'000, 'x'));
     ASSERT_TRUE(writing.received.Wait(kLimit));
     EXPECT_TRUE(writing.Stop(kLimit));
+}
+
+TEST_P(NamedPipe, WritersAReaderAndServersThatComeAndGoMixNothing) {
+    struct Noting : Pipe {
+        using Pipe::Pipe;
+        void ProcessARead(IPC_Buffer* buffer) override {
+            const std::string_view text(buffer->GetData(), static_cast<size_t>(buffer->GetCount()));
+            isWhole = isWhole && text.size() % 26 == static_cast<size_t>(text[0] - 'a') &&
+                      text.find_first_not_of(text[0]) == text.npos;
+            ++count;
+            if (echoes) Write(text.data(), text.size(), nullptr, kLimit);
+            buffer->Reset();
+            if (count > 50) received.Set();
+        }
+        void ConnectionEstablished(bool greeting) override { story += greeting ? 'g' : 'c'; }
+        void ConnectionLost() override { story += 'l'; }
+
+        std::atomic<bool> isWhole{true};
+        std::atomic<int> count{0};
+        std::string story;
+    };
+    Noting client(IPC_NamedPipe::eReconnect_OnWrite);
+    client.InitClient(name.c_str(), 1'000);
+    client.StartReadThread();
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> writers;
+    for (int w = 0; w < 2; ++w) {
+        writers.emplace_back([&, w] {
+            for (size_t size = 1; !stop; size = size * 7 % 997 + static_cast<size_t>(w))
+                client.Write(std::string(size, static_cast<char>('a' + size % 26)).data(), size, nullptr,
+                             kLimit);
+        });
+    }
+    for (int round = 0; round < 10; ++round) {
+        Noting server(IPC_NamedPipe::eReconnect_OnWrite);
+        server.echoes = true;
+        server.InitServer(name.c_str(), 1'000, -1);
+        server.StartReadThread();
+        EXPECT_TRUE(server.received.Wait(kLimit));
+        EXPECT_TRUE(server.Stop(kLimit));
+        EXPECT_TRUE(server.isWhole);
+    }
+    stop = true;
+    for (std::thread& writer : writers)
+        writer.join();
+    EXPECT_TRUE(client.Stop(kLimit));
+    EXPECT_TRUE(client.isWhole);
+    EXPECT_GT(client.count, 50);
+    for (size_t i = 0; i < client.story.size(); ++i)
+        ASSERT_EQ(client.story[i], i % 2 == 0 ? 'c' : 'l') << client.story;
 }
 
 TEST_P(NamedPipe, AWriteThatNobodyReadsTimesOut) {

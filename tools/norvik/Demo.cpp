@@ -193,6 +193,8 @@ constexpr Step cSteps[] = {
     {"A loop on a thread of its own", &RunLoopThread},
     {"A handler that blocks the loop", &BlockLoop},
     {"Who calls from which thread", &CheckThreads},
+    {"A pipe whose server is killed", &LoseServer},
+    {"Counters in shared memory", &ShareCounters},
     {"A log file that rewinds", &RewindFile},
     {"A crash dump", &WriteDump},
 };

@@ -23,4 +23,10 @@ bool RunLoopThread();
 bool BlockLoop();
 bool CheckThreads();
 
+// DemoProcesses.cpp
+bool LoseServer();
+bool ShareCounters();
+// The other process of ShareCounters (DemoPart.cpp starts it): writes into a block of this name until it is killed.
+int WriteCounters(const std::string& name);
+
 }  // namespace NorvikTool

@@ -11,6 +11,7 @@ namespace NorvikTool {
 // The table of verbs, in the order of the help: one line for each. A file of its own defines cDemoVerb, and so on.
 #define NORVIK_VERBS(VERB) \
     VERB(Demo)             \
+    VERB(DemoPart)         \
     VERB(Logs)             \
     VERB(Pipe)
 
@@ -30,8 +31,9 @@ bool AsksForHelp(const std::string& word) {
 void PrintVerbs() {
     Print("usage: norvik VERB [OPTIONS]\n       norvik VERB --help\n       norvik --version\n\nVerbs:\n");
     std::vector<std::vector<std::string>> rows;
-    for (const Verb* verb : cVerbs)
-        rows.push_back({"", verb->name, verb->summary});
+    for (const Verb* verb : cVerbs) {
+        if (*verb->summary) rows.push_back({"", verb->name, verb->summary});
+    }
     PrintTable("lll", rows);
     Print("\nExit codes: 0 success, 1 failure, 2 wrong usage.\n");
 }

@@ -35,6 +35,10 @@ public:
     explicit Listener(uint64_t count) : IPC_NamedPipe(eReconnect_None, 0), mLeft(count) {}
 
     void ProcessARead(IPC_Buffer* message) override {
+        if (mIsDone) {  // one more than asked for
+            message->Reset();
+            return;
+        }
         PrintMessage(message->GetData(), message->GetCount());
         Write(message->GetData(), static_cast<unsigned>(message->GetCount()), nullptr, cAnswerTimeout);
         message->Reset();

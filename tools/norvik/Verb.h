@@ -65,7 +65,7 @@ private:
 struct Verb {
     const char* name;
     const char* positionals;  // as the usage line shows them; empty: the verb takes none
-    const char* summary;      // one line for the list of verbs
+    const char* summary;      // one line for the list of verbs; one without is not listed
     const char* details;      // further paragraphs of the help, each line ended; may be empty
     std::vector<Option> options;
     int (*run)(const Arguments& arguments);

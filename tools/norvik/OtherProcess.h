@@ -1,0 +1,55 @@
+#pragma once
+
+// A second process that the tool starts for a while: this program again, with other words.
+//
+//   OtherProcess listener({"pipe", "listen", name});
+//   if (!listener.WaitForLine("Listening on", 10'000)) return Say(false, "the other process listens");
+//   ...
+//   listener.Kill();
+//
+// Threads:   one; not two of them made at once on different threads, or one would hold the other's output open
+// Ownership: the process is killed with the object, and by the platform when this program ends in any other way
+// Errors:    one that cannot be started is one that has ended, with no line; the reason is traced
+// Units:     milliseconds
+
+#include <string>
+#include <vector>
+
+#include "IPC/IPC_Benaphore.h"
+#include "IPC/IPC_Event.h"
+#include "JRCmn/Cmn_Thread.h"
+#include "JRCmn/Internal/Cmn_Handle.h"
+
+namespace NorvikTool {
+
+class OtherProcess {
+public:
+    // Words without quotes in them.
+    explicit OtherProcess(const std::vector<std::string>& words);
+    ~OtherProcess();
+    OtherProcess(const OtherProcess&) = delete;
+    OtherProcess& operator=(const OtherProcess&) = delete;
+
+    // Whether one of its first lines (output and errors, the first 100 are kept) begins so. False after the time, or when
+    // its output has ended without.
+    bool WaitForLine(const std::string& beginning, unsigned timeoutMs);
+    std::vector<std::string> FirstLines() const;
+
+    // Whether it has ended.
+    bool Wait(unsigned timeoutMs);
+    // Ends it without a word to it. Whether it has ended.
+    bool Kill();
+
+private:
+    bool Start(std::string line, HANDLE output);
+    long ReadLines();
+
+    NorvikLibInternal::KernelHandle mJob, mProcess, mOutput;
+    mutable IPC_Benaphore mLock;  // of the lines
+    std::vector<std::string> mLines;
+    bool mIsOutputOver = false;
+    IPC_Event mNews;  // another line, or the end
+    Cmn_Thread mReader{"Other process", eNormal, 0};
+};
+
+}  // namespace NorvikTool
