@@ -1,0 +1,128 @@
+#include <gmock/gmock.h>
+
+#include <random>
+
+#include "JRCmn/Cmn_EndpointInfo.h"
+#include "JRCmn/Cmn_IPv4Address.h"
+#include "JRCmn/Cmn_MACAddr.h"
+
+#if defined(_WIN32)
+#include "JRCmn/Internal/Cmn_Windows.h"
+#endif
+
+namespace {
+
+TEST(Cmn_IPv4Address, TakesTextAsThePlatformsHaveAlwaysDone) {
+    const std::pair<const char*, const char*> accepted[] = {
+        {"127.0.0.1", "127.0.0.1"}, {"1.2.3", "1.2.0.3"},           {"1.2", "1.0.0.2"},
+        {"1", "0.0.0.1"},           {"010.0.0.1", "8.0.0.1"},       {"0x7f.1", "127.0.0.1"},
+        {"1.2.3.4 x", "1.2.3.4"},   {"1.2.3.4\n", "1.2.3.4"},       {"0X7F.1", "127.0.0.1"},
+        {" ", "0.0.0.0"},           {"1.16777215", "1.255.255.255"}};
+    for (const auto& [text, canonical] : accepted)
+        EXPECT_STREQ(Cmn_IPv4Address(text).ToString(), canonical) << '"' << text << '"';
+    const std::string tenKilobytes(10'240, '1');
+    for (const char* const text : {"",
+                                   "x",
+                                   "  ",
+                                   "255.255.255.255",
+                                   "256.1.1.1",
+                                   "1.2.3.256",
+                                   "1.2.65536",
+                                   "1.16777216",
+                                   "4294967296",
+                                   "1.2.3.4x",
+                                   "1.2.3.4.",
+                                   "1.2.3.4.5",
+                                   "1..2",
+                                   " 1.2.3.4",
+                                   "-1",
+                                   "1.+2",
+                                   "08",
+                                   "0x",
+                                   "0x100000001",
+                                   "1.2.3.4\xa0",
+                                   tenKilobytes.c_str()})
+        EXPECT_FALSE(Cmn_IPv4Address(text).IsValid()) << '"' << text << '"';
+}
+
+#if defined(_WIN32)
+// Texts that are nearly addresses: pieces put together at random.
+TEST(Cmn_IPv4Address, DiffersFromThePlatformForNoRandomText) {
+    static const char* const pieces[] = {
+        "0", "1", "8",  "9", "255", "256",  "0x", "x",    "f",     ".",     ".",        ".",
+        ".", " ", "\t", "-", "07",  "0377", "a.", "0xff", "65535", "65536", "16777215", "4294967295"};
+    std::mt19937 random(2);
+    int accepted = 0;
+    for (int i = 0; i < 200'000; ++i) {
+        std::string text;
+        for (unsigned count = random() % 9; count > 0; --count)
+            text += pieces[random() % std::size(pieces)];
+        const Cmn_IPv4Address expected(unsigned{::inet_addr(text.c_str())}), address(text.c_str());
+        accepted += expected.IsValid();
+        ASSERT_EQ(address, expected) << '"' << text << '"';
+        ASSERT_STREQ(address.ToString(), ::inet_ntoa(expected.ToInAddr()));
+    }
+    EXPECT_GT(accepted, 10'000);
+}
+#endif
+
+TEST(Cmn_IPv4Address, IsOrderedByItsWordAndNotByItsText) {
+    const Cmn_IPv4Address ten("10.0.0.2"), eleven("11.0.0.1");
+    EXPECT_TRUE(eleven < ten && !(ten < eleven));
+    EXPECT_FALSE(Cmn_IPv4Address::GetBroadcastAddr().IsValid() || Cmn_IPv4Address().IsValid());
+    EXPECT_TRUE(Cmn_IPv4Address::GetAddrAny().IsValid());
+    EXPECT_TRUE(Cmn_EndpointInfo(eleven, 9) < Cmn_EndpointInfo(ten, 1));
+    EXPECT_TRUE(Cmn_EndpointInfo(ten, 1) < Cmn_EndpointInfo(ten, 9));
+    EXPECT_FALSE(Cmn_EndpointInfo(ten, 0).IsValid() || Cmn_EndpointInfo({}, 80).IsValid());
+    EXPECT_STREQ(Cmn_EndpointInfo(ten, 80).GetAsString(), "10.0.0.2:80");
+    EXPECT_STREQ(Cmn_EndpointInfo({}, 65535).GetAsString(), "255.255.255.255:65535");
+}
+
+Cmn_MACAddr FromText(std::string_view text) {
+    return Cmn_MACAddr::GetFromString(Cmn_String(text));
+}
+
+TEST(Cmn_MACAddr, TakesPairsOfDigitsWithAnythingBetween) {
+    EXPECT_EQ(FromText("00-1B-2F-AA-BB-CC"), FromText("00:1b:2f:aa:bb:cc"));
+    EXPECT_STREQ(FromText("-1x+2x 3xg0x4gx0x").GetAsString(false), "ff:02:03:00:04:00");
+    for (const char* const text : {"", "001B2FAABBCC", "00:1b:2f:aa:bb:c", "00:1b:2f:aa:bb:ccc"})
+        EXPECT_FALSE(FromText(text).IsValid()) << text;
+    // Every pair there is, NULs too, against the run-time's reading.
+    for (unsigned pair = 0; pair < 65'536; ++pair) {
+        const char two[] = {static_cast<char>(pair), static_cast<char>(pair >> 8), '\0'};
+        ASSERT_EQ(FromText(std::string(15, '0') + std::string(two, 2)).GetAsByteArray()[5],
+                  static_cast<unsigned char>(std::strtoul(two, nullptr, 16)))
+            << pair;
+    }
+}
+
+TEST(Cmn_MACAddr, MapsToNumbersAndGUIDs) {
+    const Cmn_MACAddr address = Cmn_MACAddr::GetFromUInt64(0xEE11'CCBB'AA99'8877);
+    EXPECT_STREQ(address.GetAsString(false), "77:88:99:aa:bb:cc");
+    EXPECT_STREQ(address.GetAsString(true), "77-88-99-aa-bb-cc");
+    EXPECT_EQ(address.GetAsUInt64(), 0xCCBB'AA99'8877u);
+    for (const unsigned char middle : {0x00, 0xFF}) {
+        unsigned char guid[8];
+        address.PadToAVBGUID(guid, middle == 0);
+        EXPECT_THAT(guid, testing::ElementsAre(0x77, 0x88, 0x99, middle, middle & 0xFE, 0xAA, 0xBB, 0xCC));
+        EXPECT_EQ(Cmn_MACAddr::GetFromAVBGUID(guid), address);
+    }
+    EXPECT_TRUE(address.IsMulticast() && address.IsLocallyAdministered());
+    EXPECT_FALSE(FromText("fc:00:00:00:00:00").IsMulticast() ||
+                 FromText("fd:00:00:00:00:00").IsLocallyAdministered());
+    EXPECT_EQ(FromText("aa:bb:cc:dd:ff:ff") + 1, FromText("aa:bb:cc:dd:00:00"));
+    EXPECT_EQ(FromText("aa:bb:cc:dd:01:f0") + 255, FromText("aa:bb:cc:dd:02:ef"));
+    EXPECT_LT(FromText("ff:ff:ff:00:00:01"), FromText("00:00:00:00:00:02"));
+}
+
+TEST(Cmn_MACAddr, KnowsVendorsByTheirNumbers) {
+    EXPECT_EQ(FromText("00:1b:2f:aa:bb:cc").GetVendor(), eNetworkDeviceVendor_2);
+    EXPECT_EQ(FromText("00:50:C2:9C:9A:01").GetVendor(), eNetworkDeviceVendor_1);
+    EXPECT_EQ(FromText("00:50:C2:9C:8A:01").GetVendor(), eNetworkDeviceVendor_Unknown);
+    int count[7] = {};
+    for (unsigned oui = 0; oui < 1 << 24; ++oui)
+        ++count[Cmn_MACAddr::GetFromUInt64(oui).GetVendor()];
+    EXPECT_THAT(count, testing::ElementsAre((1 << 24) - 79, 1, 74, 1, 1, 1, 1));
+}
+
+}  // namespace
