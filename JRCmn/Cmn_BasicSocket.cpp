@@ -281,7 +281,11 @@ bool Cmn_BasicSocket::Send(const void* inData, std::size_t inNumberBytes) {
     if (!CompletePendingTransactions()) return false;
     State& state = *mState;
     SendSlot& buffer = state.slots[state.nextSlot];
-    if (!CMN_VERIFY_AT(316, !buffer.IsUsed()) || !buffer.overlapped.hEvent) return false;
+    if (!CMN_VERIFY_AT(316, !buffer.IsUsed())) return false;
+    if (!buffer.overlapped.hEvent) {  // reported when it could not be made; the next one is tried next
+        state.nextSlot = (state.nextSlot + 1) % cMaxNumberPendingSends;
+        return false;
+    }
 
     const auto* const bytes = static_cast<const char*>(inData);
     buffer.bytes.assign(bytes, bytes + inNumberBytes);
@@ -322,11 +326,11 @@ bool Cmn_BasicSocket::CompletePendingTransactions() {
         const bool isDone =
             GetSocketCalls().getResult(state.socket, &slot.overlapped, &size, FALSE, &flags) != FALSE;
         const int error = isDone ? 0 : ::WSAGetLastError();
-        if (error == WSA_IO_INCOMPLETE) {
+        if (error == WSA_IO_INCOMPLETE && timeLeft == 0) {
             Cmn_Trace("Cmn_BasicSocket: timeout sending data.\n");
             return false;
         }
-        slot.isUsed = false;  // also of one that failed: it is over
+        slot.isUsed = error == WSA_IO_INCOMPLETE;  // one that failed is over, too
         if (isDone) continue;
         if (error != WSAECONNRESET && error != WSAENOTCONN) {
             Cmn_Trace("Cmn_BasicSocket: WSAGetOverlappedResult failed with error %d\n", error);

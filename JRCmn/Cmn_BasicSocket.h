@@ -30,7 +30,7 @@ public:
     static constexpr unsigned int cMaxNumberPendingSends = 256;
     static constexpr std::size_t cBufferSize = 65536;
 
-    // The data function gets each datagram; false stops reading until the next StartReading. The closed function is called
+    // The data function gets each datagram, readable until it closes the socket, starts reading or returns; false stops reading until the next StartReading. The closed function is called
     // by Close and when receiving fails, not by the destructor.
     Cmn_BasicSocket(std::function<bool(const char*, size_t)> onData, std::function<void()> onClosed);
     ~Cmn_BasicSocket() override;
@@ -48,7 +48,7 @@ public:
     // the data function, which returns true to go on.
     void StartReading();
     // False without a socket, for more than cBufferSize bytes, when the platform refuses, and when an earlier send is not
-    // over within the time-out. That failure stays until the socket is closed. Blocks only while all 256 sends are under way:
+    // over within the time-out, as long as it is not. Blocks only while all 256 sends are under way:
     // until the oldest is over or its time-out has run out. An empty datagram is sent as one.
     bool Send(const void* inData, std::size_t inNumberBytes);
 

@@ -8,7 +8,8 @@ using namespace NorvikLibInternal;
 
 namespace {
 
-constexpr DWORD kReportClosedPorts = 0x9800000C;  // SIO_UDP_CONNRESET, which not every header has
+// SIO_UDP_CONNRESET and SIO_UDP_NETRESET, which not every header has: with them on, one packet of a stranger ends receiving.
+constexpr DWORD kReportClosedPorts = 0x9800000C, kReportExpired = 0x9800000F;
 
 sockaddr_in ToName(const Cmn_IPv4Address& address, unsigned short port) {
     sockaddr_in name = {};
@@ -38,6 +39,8 @@ int Cmn_DatagramSocket::Open() {
     if (::WSAIoctl(socket, kReportClosedPorts, &reports, sizeof reports, nullptr, 0, &size, nullptr,
                    nullptr) != 0)
         Cmn_Trace("Cmn_DatagramSocket: reports of closed ports stay on, error %d\n", ::WSAGetLastError());
+    // Not every platform knows this one, and has such reports then.
+    ::WSAIoctl(socket, kReportExpired, &reports, sizeof reports, nullptr, 0, &size, nullptr, nullptr);
     return DidOpen(socket) ? 0 : -1;
 }
 

@@ -51,26 +51,31 @@ public:
         });
     }
 
-    // Waits for a call on another thread; none begins after this.
+    // Waits for a call on another thread; none begins after this. The function goes with the object, or after its call.
     void Leave() {
         const std::lock_guard lock(mCallLock);
         mIsGone = true;
+        if (!mIsCalling) mOnChanged = nullptr;
     }
 
 private:
     void Call() {
         mIsPosted = false;  // what changes from here on is posted anew
         const std::lock_guard lock(mCallLock);
-        if (!mIsGone && mOnChanged) mOnChanged();
+        if (mIsGone || !mOnChanged) return;
+        mIsCalling = true;
+        mOnChanged();
+        mIsCalling = false;
+        if (mIsGone) mOnChanged = nullptr;
     }
 
     boost::asio::io_service& mService;
     const ENetworkUser mUser;
-    const std::function<void()> mOnChanged;
+    std::function<void()> mOnChanged;
     std::atomic<uint64_t> mChoice{AdapterChoice().address};  // the index in the high half
     std::atomic<bool> mIsPosted{false};
     std::recursive_mutex mCallLock;  // held during the call, inside which the object may go
-    bool mIsGone = false;
+    bool mIsGone = false, mIsCalling = false;
 };
 
 // The one thread that looks at the adapters while somebody wants to know.
@@ -84,16 +89,15 @@ public:
 
     void Add(const std::shared_ptr<Observer>& observer) {
         const std::lock_guard owner(mOwnerLock);
-        std::vector<Adapter> adapters;
-        if (!GetAdapterCalls().list(adapters)) Cmn_Trace("The network adapters cannot be listed.\n");
-        observer->Choose(adapters, OpenSettings());
-        bool isFirst = false;
         {
+            // Listed under the lock, so that an older list never follows a newer one.
             const std::lock_guard lock(mLock);
-            isFirst = mObservers.empty();
+            std::vector<Adapter> adapters;
+            if (!GetAdapterCalls().list(adapters)) Cmn_Trace("The network adapters cannot be listed.\n");
+            observer->Choose(adapters, OpenSettings());
             mObservers.push_back(observer);
         }
-        if (isFirst) CMN_VERIFY(mThread.Launch([this] { return Run(); }) == 0);
+        if (!mThread.IsRunning()) CMN_VERIFY(mThread.Launch([this] { return Run(); }) == 0);
     }
 
     void Remove(const std::shared_ptr<Observer>& observer) {
@@ -123,17 +127,17 @@ private:
             Look();
             const DWORD count = handles[1] ? 2 : 1;
             const DWORD result = ::WaitForMultipleObjects(count, handles, FALSE, calls.lookEvery);
-            if (result == WAIT_OBJECT_0 || result == WAIT_FAILED) break;
+            if (result == WAIT_OBJECT_0 || (result == WAIT_FAILED && mStop.Wait(calls.lookEvery))) break;
         }
         calls.disarm();
         return 0;
     }
 
     void Look() {
+        const std::lock_guard lock(mLock);
         std::vector<Adapter> adapters;
         if (!GetAdapterCalls().list(adapters)) return;
         const OpenSettings settings;
-        const std::lock_guard lock(mLock);
         for (const auto& observer : mObservers)
             if (observer->Choose(adapters, settings)) observer->Notify();
     }

@@ -17,8 +17,8 @@
 // Ownership: points to the service, which must outlive it. While there is an object, the process has one thread that watches
 //            the adapters.
 // Errors:    an adapter that is missing, down or without an address gives the invalid address; so does a user that does
-//            not exist, which is reported. What the platform refuses is
-//            traced and counts as no adapters.
+//            not exist, which is reported. A platform that lists no adapters at the start is traced, later on what was
+//            seen last holds.
 // Units:     addresses in network byte order; changes are noticed at once where the platform tells of them, otherwise (as
 //            under Wine) within 5 seconds
 
@@ -45,7 +45,8 @@ enum class ENetworkUser : std::uint32_t {
 
 class NORVIK_API Cmn_NetworkAdapterConfig {
 public:
-    // Takes a few milliseconds, as it asks the platform. The function may be empty.
+    // Takes a few milliseconds, as it asks the platform. The function may be empty. On another thread it may run before the
+    // constructor returns, so what it uses stands before this object.
     Cmn_NetworkAdapterConfig(boost::asio::io_service& service, ENetworkUser user,
                              std::function<void()> onAdapterChanged);
     ~Cmn_NetworkAdapterConfig();

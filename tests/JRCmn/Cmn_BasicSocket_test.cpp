@@ -159,7 +159,7 @@ TEST_F(BasicSocket, AFailedReceiveClosesItAndOnlyAResetIsNoReport) {
         later.Listen();
         GetSocketCalls().receiveFrom = [](auto...) { return ::WSASetLastError(sError), SOCKET_ERROR; };
         atOnce.StartReading();
-        EXPECT_EQ(TakeReports().size(), error == WSAECONNRESET ? 0u : 1u);
+        EXPECT_EQ(AnyContains(TakeReports(), "(253)"), error != WSAECONNRESET);
         EXPECT_TRUE(Traced("Cmn_BasicSocket: receive failed with error " + std::to_string(error) + "\n"));
         GetSocketCalls().getResult = [](auto...) { return ::WSASetLastError(sError), FALSE; };
         Peer().SendTo(later, {"x"});
@@ -204,9 +204,7 @@ TEST_F(BasicSocket, AFullRingOfSendsWaitsForTheOldestAndFailsAfterItsTime) {
         ++sent;
     EXPECT_GE(sent, 256u);
     EXPECT_TRUE(Traced("Cmn_BasicSocket: timeout sending data.\n"));
-    clock.Advance(41);
-    EXPECT_FALSE(stream.SendBlock(0));
-    EXPECT_TRUE(Traced("Cmn_BasicSocket: timeout sending data.\n"));
+
     // The peer reads at last: everything arrives, and there is room again.
     std::vector<char> piece(1 << 20);
     bool isInOrder = true;
@@ -236,11 +234,11 @@ TEST_F(BasicSocket, AFailedSendIsToldOnceAndItsPlaceIsFree) {
         GetSocketCalls().getResult = [](auto...) { return ::WSASetLastError(sError), FALSE; };
         EXPECT_FALSE(client.Send("y", 1)) << error;
         GetSocketCalls() = {};
-        EXPECT_EQ(TakeReports().size(), error == WSAECONNABORTED ? 1u : 0u) << error;
-        const auto lines = TakeTraces();
-        EXPECT_EQ(AnyContains(lines, "timeout sending data.\n"), error == WSA_IO_INCOMPLETE);
-        EXPECT_EQ(AnyContains(lines, "WSAGetOverlappedResult failed with error 10053\n"),
-                  error == WSAECONNABORTED);
+        const bool isTold = error == WSAECONNABORTED || error == WSA_IO_INCOMPLETE;
+        EXPECT_EQ(AnyContains(TakeReports(), "(400)"), isTold) << error;
+        EXPECT_EQ(
+            AnyContains(TakeTraces(), "WSAGetOverlappedResult failed with error " + std::to_string(error)),
+            isTold);
     }
     client.SendTo(receiver, {"z"});
 }

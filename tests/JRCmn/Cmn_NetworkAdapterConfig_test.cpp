@@ -110,16 +110,16 @@ TEST_F(NetworkAdapterConfig, IsNotCalledAfterItsDestructorOnAnotherThread) {
             Change(i);
     });
     for (int i = 0; i < 100; ++i) {
-        std::atomic<bool> isAlive{true};
-        const IPC_Event called;
+        const auto isAlive = std::make_shared<std::atomic<bool>>(true);
+        const auto called = std::make_shared<IPC_Event>();
         {
-            const Cmn_NetworkAdapterConfig config(service, ENetworkUser::eConsole, [&] {
-                EXPECT_TRUE(isAlive);
-                called.Set();
+            const Cmn_NetworkAdapterConfig config(service, ENetworkUser::eConsole, [isAlive, called] {
+                EXPECT_TRUE(*isAlive);
+                called->Set();
             });
-            EXPECT_TRUE(called.Wait(20'000));
+            EXPECT_TRUE(called->Wait(20'000));
         }
-        isAlive = false;
+        *isAlive = false;
     }
     stop = true;
     changes.join();
