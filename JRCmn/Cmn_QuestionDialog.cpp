@@ -1,5 +1,6 @@
 #include "JRCmn/Cmn_QuestionDialog.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -14,12 +15,29 @@ namespace {
 struct Slot {
     IPC_Benaphore lock;
     std::shared_ptr<const Cmn_QuestionDialog::Implementation> implementation;
+    std::vector<DWORD> askingThreads;  // one that asks inside its question stands here twice
 };
 
 Slot& GetSlot() {
     static Slot& slot = *new Slot;
     return slot;
 }
+
+// This thread's place among those that ask.
+class AskingScope {
+public:
+    AskingScope() {
+        const IPC_BenaphoreLocker locker(GetSlot().lock);
+        GetSlot().askingThreads.push_back(::GetCurrentThreadId());
+    }
+    ~AskingScope() {
+        const IPC_BenaphoreLocker locker(GetSlot().lock);
+        std::vector<DWORD>& threads = GetSlot().askingThreads;
+        threads.erase(std::find(threads.begin(), threads.end(), ::GetCurrentThreadId()));
+    }
+    AskingScope(const AskingScope&) = delete;
+    AskingScope& operator=(const AskingScope&) = delete;
+};
 
 // The plain message box has buttons of its own words, so the text says what each of them means.
 int AskWithMessageBox(const Cmn_Question& question) {
@@ -52,12 +70,19 @@ int AskWithMessageBox(const Cmn_Question& question) {
 }  // namespace
 
 int Cmn_QuestionDialog::Ask(const Cmn_Question& question) {
+    const AskingScope scope;
     std::shared_ptr<const Implementation> implementation;
     {
         IPC_BenaphoreLocker locker(GetSlot().lock);
         implementation = GetSlot().implementation;
     }
     return implementation ? (*implementation)(question) : AskWithMessageBox(question);
+}
+
+bool Cmn_QuestionDialog::IsAsking(unsigned int threadID) {
+    const IPC_BenaphoreLocker locker(GetSlot().lock);
+    const std::vector<DWORD>& threads = GetSlot().askingThreads;
+    return std::find(threads.begin(), threads.end(), threadID) != threads.end();
 }
 
 void Cmn_QuestionDialog::SetImplementation(Implementation implementation) {

@@ -29,6 +29,9 @@ using Implementation = std::function<int(const Cmn_Question&)>;
 
 NORVIK_API int Ask(const Cmn_Question& question);
 
+// Whether a thread is in Ask now.
+NORVIK_API bool IsAsking(unsigned int threadID);
+
 // Replaces the dialog, for programs with windows of their own kind and for tests. An empty one puts the platform's back.
 NORVIK_API void SetImplementation(Implementation implementation);
 

@@ -39,6 +39,23 @@ void PrintStack(HANDLE thread, DWORD id) {
 
 namespace NorvikLibInternal {
 
+ThreadStop TakeSnapshot(HANDLE thread, StackSnapshot& snapshot) {
+    // All memory and all functions are at hand before the thread stops: it may hold the lock of the heap, of the log
+    // or of the loader. For the same reason nothing is said or looked up before it runs again.
+    CONTEXT context = {};
+    context.ContextFlags = CONTEXT_FULL;
+    const ThreadCalls& calls = GetThreadCalls();
+    ThreadStop stop = {};
+    const IPC_BenaphoreLocker locker(CaptureLock());
+    stop.isSuspended = calls.suspendThread(thread) != kFailedCall;
+    if (stop.isSuspended) {
+        stop.isRead = calls.getContext(thread, &context);
+        if (stop.isRead) snapshot.Take(context);
+        stop.isResumed = calls.resumeThread(thread) != kFailedCall;
+    }
+    return stop;
+}
+
 bool CaptureThread(HANDLE thread, StackFrames& frames) {
     // The addresses of another process mean nothing here; and who suspends himself sleeps for ever. A handle to ask that
     // with is made, because one that may suspend need not be one that may ask. Without one the suspending fails, too.
@@ -51,30 +68,15 @@ bool CaptureThread(HANDLE thread, StackFrames& frames) {
         (asks && ::GetThreadId(asks.Get()) == ::GetCurrentThreadId())) {
         return false;
     }
-    // All memory and all functions are at hand before the thread stops: it may hold the lock of the heap, of the log
-    // or of the loader. For the same reason nothing is said or looked up before it runs again.
     StackSnapshot snapshot;
-    CONTEXT context = {};
-    context.ContextFlags = CONTEXT_FULL;
-    const ThreadCalls& calls = GetThreadCalls();
-    DWORD suspended = 0, resumed = 0;
-    bool isRead = false;
-    {
-        const IPC_BenaphoreLocker locker(CaptureLock());
-        suspended = calls.suspendThread(thread);
-        if (suspended != kFailedCall) {
-            isRead = calls.getContext(thread, &context);
-            if (isRead) snapshot.Take(context);
-            resumed = calls.resumeThread(thread);
-        }
-    }
-    if (suspended == kFailedCall) {
+    const ThreadStop stop = TakeSnapshot(thread, snapshot);
+    if (!stop.isSuspended) {
         VerifyFailed("::SuspendThread(inThreadHandle) != (DWORD)-1", kThreadSource, 345);
-    } else if (resumed == kFailedCall) {
+    } else if (!stop.isResumed) {
         VerifyFailed("::ResumeThread(inThreadHandle) != (DWORD)-1", kThreadSource, 352);
     }
-    if (isRead) frames = snapshot.Walk();
-    return isRead;
+    if (stop.isRead) frames = snapshot.Walk();
+    return stop.isRead;
 }
 
 }  // namespace NorvikLibInternal

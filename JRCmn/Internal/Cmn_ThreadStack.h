@@ -18,4 +18,13 @@ namespace NorvikLibInternal {
 
 NORVIK_API bool CaptureThread(HANDLE thread, StackFrames& frames);
 
+// The part of it between suspending and resuming, for who reports by himself what failed. Not for the caller's own
+// thread.
+struct ThreadStop {
+    bool isSuspended;
+    bool isRead;  // registers and stack are in the snapshot
+    bool isResumed;
+};
+ThreadStop TakeSnapshot(HANDLE thread, StackSnapshot& snapshot);
+
 }  // namespace NorvikLibInternal

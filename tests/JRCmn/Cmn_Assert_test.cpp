@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "JRCmn/Cmn_QuestionDialog.h"
+#include "JRCmn/Cmn_Thread.h"
 #include "JRCmn/Internal/Cmn_FailureReport.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/FakeTestMode.h"
@@ -107,6 +108,7 @@ protected:
         FakeTestMode(2);
         Cmn_QuestionDialog::SetImplementation([](const Cmn_Question& question) {
             EXPECT_TRUE(Cmn_Assert::IsFailing());
+            EXPECT_TRUE(Cmn_QuestionDialog::IsAsking(Cmn_Thread::GetCurrentThreadID()));
             const Cmn_String choices = Cmn_String::Join(question.choices, "/", true);
             sAsked.emplace_back(question.title + "|" + question.text + "|" + choices);
             std::fputs(sAsked.back().c_str(), stderr);
@@ -127,6 +129,7 @@ TEST_F(Prompt, AsksWithTheWordsOfTheFailureUntilAlwaysIsAnswered) {
     sAnswer = Cmn_QuestionDialog::kNotAnswered;  // counts as "continue"
     EXPECT_THROW(Cmn_Assert::FailedAssert("y", "f.cpp", 13), Cmn_AssertionFailure);
     EXPECT_FALSE(Cmn_Assert::IsFailing());
+    EXPECT_FALSE(Cmn_QuestionDialog::IsAsking(Cmn_Thread::GetCurrentThreadID()));
     sAnswer = 2;
     EXPECT_TRUE(Cmn_Assert::FailedVerify("x > 0", "f.cpp", 12));
     EXPECT_FALSE(Cmn_Assert::FailedVerify("x > 0", "f.cpp", 12));

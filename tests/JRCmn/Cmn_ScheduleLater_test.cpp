@@ -13,9 +13,12 @@ namespace {
 
 using testing::ElementsAre;
 
-TEST(ScheduleLater, RunsABatchInOneResponseThatNamesItsJobs) {
+using ScheduleLater = LoopTest;
+ON_BOTH_LOOPS(ScheduleLater);
+
+TEST_P(ScheduleLater, RunsABatchInOneResponseThatNamesItsJobs) {
     FakeClock clock;
-    DefaultManager manager;
+    AnyManager manager(GetParam());
     Cmn_ScheduleLater later;
     std::string order;
     for (const char* name : {"a", "b", "c", "d", "e"})
@@ -23,7 +26,7 @@ TEST(ScheduleLater, RunsABatchInOneResponseThatNamesItsJobs) {
     later.ScheduleLater(nullptr, "empty");
     EXPECT_TRUE(ReportedOnce("'inJob' failed in JRCmn\\Cmn_ScheduleLaterWin32.cpp(53)"));
     TakeTraces();
-    EXPECT_TRUE(manager.ProcessOneEvent(0));
+    EXPECT_TRUE(manager.ProcessOneEvent(kLoopLimit));
     EXPECT_EQ(order, "abcde");
     EXPECT_THAT(TakeTraces(),
                 ElementsAre("Event handler a;b;c;d;e has blocked event loop for 2500 milliseconds.\n"));
@@ -32,11 +35,10 @@ TEST(ScheduleLater, RunsABatchInOneResponseThatNamesItsJobs) {
     later.DiscardPendingJobs();
     RunLoop(manager);
     later.ScheduleLater([&] { order += 'f'; }, nullptr);
-    RunLoop(manager);
-    EXPECT_EQ(order, "abcdef");
+    EXPECT_TRUE(RunUntil(manager, [&] { return order == "abcdef"; }));
 }
 
-TEST(ScheduleLater, NoJobIsLostToAnotherThatThrowsAndNoneOvertakesThere) {
+TEST(ScheduleLaterInAPump, NoJobIsLostToAnotherThatThrowsAndNoneOvertakesThere) {
     DefaultManager manager;
     Cmn_ScheduleLater later;
     std::string order;
@@ -68,7 +70,7 @@ TEST(ScheduleLater, NoJobIsLostToAnotherThatThrowsAndNoneOvertakesThere) {
     EXPECT_EQ(order, "abcxzn");
 }
 
-TEST(ScheduleLater, AJobMayDeleteTheObjectWhichDropsThoseBehindIt) {
+TEST(ScheduleLaterInAPump, AJobMayDeleteTheObjectWhichDropsThoseBehindIt) {
     DefaultManager manager;
     auto later = std::make_unique<Cmn_ScheduleLater>();
     bool ran = false;
@@ -86,18 +88,17 @@ TEST(ScheduleLater, AJobMayDeleteTheObjectWhichDropsThoseBehindIt) {
     EXPECT_FALSE(later);
 }
 
-TEST(ScheduleLater, RegistersWithTheFirstManagerThatComes) {
+TEST_P(ScheduleLater, RegistersWithTheFirstManagerThatComes) {
     Cmn_ScheduleLater later;
     bool ran = false;
     later.ScheduleLater([] { FAIL(); }, "dropped");
     EXPECT_TRUE(ReportedOnce("'gIF_EventManager' failed in JRCmn\\Cmn_ScheduleLaterWin32.cpp(46)"));
-    DefaultManager manager;
+    AnyManager manager(GetParam());
     later.ScheduleLater([&] { ran = true; }, "kept");
-    RunLoop(manager);
-    EXPECT_TRUE(ran);
+    EXPECT_TRUE(RunUntil(manager, [&] { return ran; }));
 }
 
-TEST(ScheduleLater, TheFactoryTakesAnotherImplementationUntilItIsUsed) {
+TEST(ScheduleLaterFactory, TheFactoryTakesAnotherImplementationUntilItIsUsed) {
     struct Direct : Cmn_ScheduleLater_IF {
         void ScheduleLater(std::function<void()> job, const char*) override { job(); }
         void DiscardPendingJobs() override {}
@@ -113,7 +114,7 @@ TEST(ScheduleLater, TheFactoryTakesAnotherImplementationUntilItIsUsed) {
     EXPECT_EQ(ran, 2);
 }
 
-TEST(ScheduleLater, WithoutAnImplementationJobsAreDropped) {
+TEST(ScheduleLaterFactory, WithoutAnImplementationJobsAreDropped) {
     Cmn_ScheduleLaterFactory::OverrideImplementation([] { return std::unique_ptr<Cmn_ScheduleLater_IF>(); });
     Cmn_ScheduleLater later;
     EXPECT_TRUE(ReportedOnce("'mImpl' failed in JRCmn\\Cmn_ScheduleLater.cpp(26)"));
@@ -122,9 +123,9 @@ TEST(ScheduleLater, WithoutAnImplementationJobsAreDropped) {
 }
 
 // Jobs come while the loop takes, resets, runs and sleeps. A wake-up that is lost leaves the loop waiting.
-TEST(ScheduleLater, FourThreadsLoseNoJobAndKeepTheirOrder) {
+TEST_P(ScheduleLater, FourThreadsLoseNoJobAndKeepTheirOrder) {
     constexpr int kThreads = 4, kJobs = 100'000;
-    DefaultManager manager;
+    AnyManager manager(GetParam());
     Cmn_ScheduleLater later;
     int next[kThreads] = {}, outOfOrder = 0, ran = 0;
     std::vector<std::thread> threads;

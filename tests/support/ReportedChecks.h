@@ -20,7 +20,7 @@ inline std::string UniqueName(const std::string& what) {
 inline std::string Checks() {
     std::string checks;
     for (const std::string& report : TakeReports())
-        checks +=
-            std::regex_replace(report, std::regex(".*'(.*)' failed in IPC.IPC_.*\\((.*)\\).*\n"), "$2 $1|");
+        checks += std::regex_replace(
+            report, std::regex(".*'(.*)' failed in (?:IPC.IPC|Shared.JR)_.*\\((.*)\\).*\n"), "$2 $1|");
     return checks;
 }
