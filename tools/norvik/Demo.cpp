@@ -195,6 +195,7 @@ constexpr Step cSteps[] = {
     {"Who calls from which thread", &CheckThreads},
     {"A pipe whose server is killed", &LoseServer},
     {"Counters in shared memory", &ShareCounters},
+    {"Feature toggles", &ShowToggles},
     {"A log file that rewinds", &RewindFile},
     {"A crash dump", &WriteDump},
 };

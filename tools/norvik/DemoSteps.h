@@ -29,4 +29,7 @@ bool ShareCounters();
 // The other process of ShareCounters (DemoPart.cpp starts it): writes into a block of this name until it is killed.
 int WriteCounters(const std::string& name);
 
+// DemoToggles.cpp
+bool ShowToggles();
+
 }  // namespace NorvikTool

@@ -13,7 +13,8 @@ namespace NorvikTool {
     VERB(Demo)             \
     VERB(DemoPart)         \
     VERB(Logs)             \
-    VERB(Pipe)
+    VERB(Pipe)             \
+    VERB(Toggles)
 
 #define NORVIK_DECLARE(name) extern const Verb c##name##Verb;
 #define NORVIK_ADDRESS(name) &c##name##Verb,
