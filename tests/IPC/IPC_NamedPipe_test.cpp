@@ -52,14 +52,20 @@ public:
     IPC_Event received{IPC_Event::eAutoReset}, greeted, lostEvent;
 };
 
-// Every test runs with messages kept apart by the platform and with lengths before them.
-class NamedPipe : public testing::TestWithParam<bool> {
+struct Form {
+    bool withLengths;  // before the messages, or kept apart by the platform
+    LoopKind loop;
+};
+
+class NamedPipe : public testing::TestWithParam<Form> {
 protected:
-    NamedPipe() { NorvikLibInternal::OverrideWineProbe(GetParam()); }
+    NamedPipe() { NorvikLibInternal::OverrideWineProbe(WithLengths()); }
+
+    static bool WithLengths() { return GetParam().withLengths; }
 
     void RegisterServer(Pipe& server, int bufferSize = 4'000) {
         server.InitServer(name.c_str(), bufferSize, -1);
-        manager.RegisterHandler(&server, "server");
+        manager->RegisterHandler(&server, "server");
     }
     bool ConnectClient(Pipe& client) {
         client.InitClient(name.c_str(), 1'000);
@@ -84,13 +90,26 @@ protected:
         ::WriteFile(pipe, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
     }
 
-    Cmn_EventManager manager;
+    AnyManager manager{GetParam().loop};
     const std::string name = UniquePipe();
 };
-INSTANTIATE_TEST_SUITE_P(Forms, NamedPipe, testing::Bool(),
-                         [](const auto& form) { return form.param ? "WithLengths" : "WithMessages"; });
+INSTANTIATE_TEST_SUITE_P(Forms, NamedPipe,
+                         testing::Values(Form{false, LoopKind::kWait}, Form{true, LoopKind::kWait}),
+                         [](const auto& form) {
+                             return form.param.withLengths ? "WithLengths" : "WithMessages";
+                         });
 
-TEST_P(NamedPipe, AnEventDrivenServerAnswersClientAfterClient) {
+// The event-driven server, on both managers.
+class PipeServer : public NamedPipe {};
+INSTANTIATE_TEST_SUITE_P(Forms, PipeServer,
+                         testing::Values(Form{false, LoopKind::kWait}, Form{true, LoopKind::kWait},
+                                         Form{false, LoopKind::kAsio}, Form{true, LoopKind::kAsio}),
+                         [](const auto& form) {
+                             return std::string(form.param.loop == LoopKind::kAsio ? "Asio" : "Wait") +
+                                    (form.param.withLengths ? "WithLengths" : "WithMessages");
+                         });
+
+TEST_P(PipeServer, AnEventDrivenServerAnswersClientAfterClient) {
     Pipe server;
     server.echoes = true;
     RegisterServer(server);
@@ -114,13 +133,13 @@ TEST_P(NamedPipe, AnEventDrivenServerAnswersClientAfterClient) {
     }
     EXPECT_TRUE(Process([&] { return server.lost == 20; }));
     EXPECT_EQ(server.established.substr(0, 6), "cCcCcC");
-    manager.UnregisterHandler(&server);
+    manager->UnregisterHandler(&server);
 }
 
-TEST_P(NamedPipe, AStrangerIsRefusedAndThePlaceIsForTheNext) {
-    const std::string framed = GetParam() ? std::string("\x08\0\0\0\0\0\0\0", 8) : "";
-    const std::string cut = GetParam() ? std::string("\x03\0\0\0\0\0\0\0", 8) : "";
-    const std::string huge = GetParam() ? "\xFF\xFF\xFF\xFF" : std::string(1'000'000, 'x');
+TEST_P(PipeServer, AStrangerIsRefusedAndThePlaceIsForTheNext) {
+    const std::string framed = WithLengths() ? std::string("\x08\0\0\0\0\0\0\0", 8) : "";
+    const std::string cut = WithLengths() ? std::string("\x03\0\0\0\0\0\0\0", 8) : "";
+    const std::string huge = WithLengths() ? "\xFF\xFF\xFF\xFF" : std::string(1'000'000, 'x');
     Pipe server;
     RegisterServer(server);
     for (const std::string& first :
@@ -140,10 +159,10 @@ TEST_P(NamedPipe, AStrangerIsRefusedAndThePlaceIsForTheNext) {
     client.Send("good");
     EXPECT_TRUE(Process([&] { return !server.messages.empty(); }));
     EXPECT_THAT(server.messages, ElementsAre("good"));
-    manager.UnregisterHandler(&server);
+    manager->UnregisterHandler(&server);
 }
 
-TEST_P(NamedPipe, AMessageThatIsTooLargeIsDroppedWhole) {
+TEST_P(PipeServer, AMessageThatIsTooLargeIsDroppedWhole) {
     Pipe server;
     RegisterServer(server, 100);
     Pipe client;
@@ -152,7 +171,7 @@ TEST_P(NamedPipe, AMessageThatIsTooLargeIsDroppedWhole) {
         client.Send(std::string(10'000, 'x'));
         client.Send("after");
     });
-    if (GetParam()) {  // its length is refused, and the stream with it
+    if (WithLengths()) {  // its length is refused, and the stream with it
         EXPECT_TRUE(Process([&] { return server.lost == 1; }));
         EXPECT_TRUE(AnyContains(TakeTraces(), "a message's length is out of range"));
     } else {
@@ -161,7 +180,7 @@ TEST_P(NamedPipe, AMessageThatIsTooLargeIsDroppedWhole) {
         EXPECT_THAT(server.messages, ElementsAre("after"));
     }
     sender.join();
-    manager.UnregisterHandler(&server);
+    manager->UnregisterHandler(&server);
 }
 
 TEST_P(NamedPipe, AReaderThreadDeliversUntilItIsStopped) {
@@ -200,7 +219,7 @@ TEST_P(NamedPipe, BlockingCallsExchangeRequestsAndTimeOut) {
         EXPECT_TRUE(server.Read(request, sizeof request, &size, kLimit));
         EXPECT_EQ(size, 0) << "the greeting";
         for (const size_t answer :
-             GetParam() ? std::vector<size_t>{5, 500} : std::vector<size_t>{5, 500, 6}) {
+             WithLengths() ? std::vector<size_t>{5, 500} : std::vector<size_t>{5, 500, 6}) {
             EXPECT_TRUE(server.Read(request, sizeof request, &size, kLimit));
             EXPECT_TRUE(server.Send(std::string(answer, 'a')));
         }
@@ -210,7 +229,7 @@ TEST_P(NamedPipe, BlockingCallsExchangeRequestsAndTimeOut) {
     EXPECT_EQ(std::string(buffer, static_cast<size_t>(count)), "aaaaa");
     EXPECT_FALSE(client.WriteAndRead("ask", 3, buffer, sizeof buffer, &count, kLimit));
     EXPECT_EQ(count, 0);
-    if (GetParam()) {
+    if (WithLengths()) {
         EXPECT_FALSE(client.IsConnected()) << "out of step";
     } else {
         EXPECT_TRUE(ReportedOnce("IPC_NamedPipe::WriteAndRead"));
@@ -230,9 +249,9 @@ TEST_P(NamedPipe, AClientFindsItsServerAgain) {
         for (int round = 0; round < 3; ++round) {
             Pipe server;
             server.InitServer(name.c_str(), 1'000, -1);
-            manager.RegisterHandler(&server, "server");
+            manager->RegisterHandler(&server, "server");
             EXPECT_TRUE(Process([&] { return client->Send("hello") && !server.messages.empty(); }));
-            manager.UnregisterHandler(&server);
+            manager->UnregisterHandler(&server);
         }
         EXPECT_TRUE(Process([&] { return !client->Verify(); }));
         EXPECT_TRUE(client->Stop(kLimit));
@@ -240,7 +259,7 @@ TEST_P(NamedPipe, AClientFindsItsServerAgain) {
     EXPECT_EQ(onWrite.lost, 3);
 }
 
-TEST_P(NamedPipe, PendingOperationsEndWithTheObject) {
+TEST_P(PipeServer, PendingOperationsEndWithTheObject) {
     for (int state = 0; state < 3; ++state) {
         Pipe server, client;
         RegisterServer(server);
@@ -252,7 +271,7 @@ TEST_P(NamedPipe, PendingOperationsEndWithTheObject) {
             client.Send("kept");
             EXPECT_TRUE(Process([&] { return !server.messages.empty(); }));
         }
-        manager.UnregisterHandler(&server);
+        manager->UnregisterHandler(&server);
     }
     Pipe undefined;
     EXPECT_FALSE(undefined.GetEventToWaitOn() == nullptr);
@@ -271,7 +290,7 @@ TEST_P(NamedPipe, PendingOperationsEndWithTheObject) {
 }
 
 TEST_P(NamedPipe, APeerThatDiesInsideAMessageLeavesNothingBehind) {
-    if (!GetParam()) return;  // the platform keeps messages whole
+    if (!WithLengths()) GTEST_SKIP() << "the platform keeps messages whole";
     const std::string greeting("\x08\0\0\0\0\0\0\0\x20\x62\x65\x47\0\0\0\0", 16);
     const std::string cuts[] = {std::string("\x05\0\0\0", 4), std::string("\x05\0\0\0\0\0\0\0hel", 11)};
     enum Use { kEvents, kThread, kCalls };
@@ -279,7 +298,7 @@ TEST_P(NamedPipe, APeerThatDiesInsideAMessageLeavesNothingBehind) {
         for (const Use use : {kEvents, kThread, kCalls}) {
             Pipe server(use == kThread ? IPC_NamedPipe::eReconnect_OnWrite : IPC_NamedPipe::eReconnect_None);
             server.InitServer(name.c_str(), 100, -1);
-            if (use == kEvents) manager.RegisterHandler(&server, "server");
+            if (use == kEvents) manager->RegisterHandler(&server, "server");
             if (use == kThread) server.StartReadThread();
             const HANDLE peer = OpenRaw();
             WriteRaw(peer, greeting + cut);
@@ -303,7 +322,7 @@ TEST_P(NamedPipe, APeerThatDiesInsideAMessageLeavesNothingBehind) {
             EXPECT_EQ(AnyContains(TakeReports(),
                                   "'sizeRead == sizeof(int32_t)' failed in IPC\\IPC_NamedPipe.cpp(218)"),
                       cut.size() < 8);
-            if (use == kEvents) manager.UnregisterHandler(&server);
+            if (use == kEvents) manager->UnregisterHandler(&server);
             EXPECT_TRUE(server.Stop(kLimit));
             EXPECT_THAT(server.messages, IsEmpty());
         }
