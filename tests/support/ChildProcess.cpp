@@ -51,8 +51,11 @@ ChildProcess::ChildProcess(const std::string& program, const Arguments& argument
     mReader = std::thread([this] {
         char buffer[4096];
         DWORD size = 0;
-        while (::ReadFile(mReadEnd, buffer, sizeof buffer, &size, nullptr) && size != 0)
+        while (::ReadFile(mReadEnd, buffer, sizeof buffer, &size, nullptr) && size != 0) {
+            const std::lock_guard lock(mLock);
             mOutput.append(buffer, size);
+            mArrived.Set();
+        }
     });
 }
 
@@ -82,4 +85,12 @@ bool ChildProcess::IsRunning() const {
 std::string ChildProcess::Output() {
     if (mReader.joinable()) mReader.join();
     return mOutput;
+}
+
+std::string ChildProcess::OutputWith(const std::string& text, unsigned timeoutMs) {
+    do {
+        const std::lock_guard lock(mLock);
+        if (mOutput.find(text) != std::string::npos) return mOutput;
+    } while (mArrived.Wait(timeoutMs));
+    return {};
 }

@@ -10,9 +10,12 @@
 // Errors:    Wait returns kTimedOut when the child does not end in time; a child that cannot be started fails the test
 // Units:     milliseconds
 
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "IPC/IPC_Event.h"
 
 using Arguments = std::vector<std::string>;
 
@@ -33,10 +36,14 @@ public:
 
     // Standard output and error. Waits for the child's end.
     std::string Output();
+    // What there is of it as soon as it holds the text; empty after the time.
+    std::string OutputWith(const std::string& text, unsigned timeoutMs);
 
 private:
     void* mProcess = nullptr;
     void* mReadEnd = nullptr;
+    std::mutex mLock;  // of the output
     std::string mOutput;
+    IPC_Event mArrived{IPC_Event::eAutoReset};
     std::thread mReader;
 };

@@ -14,6 +14,8 @@ namespace NorvikTool {
     VERB(DemoPart)         \
     VERB(Logs)             \
     VERB(Pipe)             \
+    VERB(Serve)            \
+    VERB(Send)             \
     VERB(Toggles)
 
 #define NORVIK_DECLARE(name) extern const Verb c##name##Verb;

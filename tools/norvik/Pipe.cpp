@@ -6,6 +6,7 @@
 #include "IPC/IPC_NamedPipe.h"
 #include "JRCmn/Cmn_DefaultLog.h"
 #include "JRCmn/Cmn_EventManager.h"
+#include "tools/norvik/Messages.h"
 #include "tools/norvik/Verb.h"
 
 namespace NorvikTool {
@@ -15,18 +16,8 @@ constexpr int cLargestMessage = 1024 * 1024;
 constexpr unsigned cAnswerTimeout = 5'000;  // ms
 constexpr unsigned cLookEvery = 1'000;      // ms
 
-// "5 Hello": length and text, with what cannot be printed as \xNN.
 void PrintMessage(const char* data, int size) {
-    PrintFormat("%d ", size);
-    for (int i = 0; i < size; ++i) {
-        const auto byte = static_cast<unsigned char>(data[i]);
-        if (byte < 0x20 || byte == 0x7F || byte == '\\') {
-            PrintFormat("\\x%02X", byte);
-        } else {
-            Print(std::string_view(data + i, 1));
-        }
-    }
-    Print("\n");
+    Print(MessageText(data, static_cast<size_t>(size)) + "\n");
     Flush();
 }
 

@@ -1,0 +1,199 @@
+#include "Shared/JR_TCPServer.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <optional>
+#include <vector>
+
+#include "IPC/IPC_Event.h"
+#include "JRCmn/Cmn_TCPPrefixedMessageClient.h"
+#include "JRCmn/Internal/Cmn_AdapterCalls.h"
+#include "tests/support/TcpLoop.h"
+#include "tests/support/TraceCapture.h"
+
+namespace {
+
+using NorvikLibInternal::Adapter;
+using NorvikLibInternal::GetAdapterCalls;
+using testing::ElementsAre;
+
+constexpr uint32_t kNone = 0, kFirst = 0x0100007F, kSecond = 0x0200007F;  // 127.0.0.1, 127.0.0.2
+
+// A machine with one adapter, whose address the test sets.
+class FakeAdapter {
+public:
+    explicit FakeAdapter(uint32_t address) {
+        sAddress = address;
+        GetAdapterCalls() = {[](std::vector<Adapter>& list) {
+                                 const uint32_t now = sAddress;
+                                 list = {{"{1}", "Ethernet", 7, now != kNone, false, {now}}};
+                                 return true;
+                             },
+                             [] { return sChanged.GetHandle(); }, [] {}, 0xFFFFFFFF};
+    }
+    ~FakeAdapter() { GetAdapterCalls() = mReal; }
+    FakeAdapter(const FakeAdapter&) = delete;
+    FakeAdapter& operator=(const FakeAdapter&) = delete;
+
+    void Change(uint32_t address) {
+        sAddress = address;
+        sChanged.Set();
+    }
+
+private:
+    static inline std::atomic<uint32_t> sAddress;
+    static inline const IPC_Event sChanged{IPC_Event::eAutoReset};
+    const NorvikLibInternal::AdapterCalls mReal = GetAdapterCalls();
+};
+
+struct JRTCPServer : testing::Test {
+    Tcp::socket Connect(const Tcp::endpoint& endpoint) {
+        Tcp::socket socket(service);
+        socket.connect(endpoint);
+        return socket;
+    }
+
+    boost::asio::io_service service;
+    // A change of the adapter is posted by another thread: there is always something to wait for.
+    const boost::asio::executor_work_guard<boost::asio::io_service::executor_type> work =
+        boost::asio::make_work_guard(service);
+};
+
+TEST_F(JRTCPServer, ListensOnTheAddressOfItsAdapterAndFollowsIt) {
+    FakeAdapter adapter(kNone);
+    std::shared_ptr<Cmn_TCPPrefixedMessageClient> client;
+    JR_TCPServer server(service, ENetworkUser::eConsole, 0, "Console",
+                        [&](const auto& socket, const auto& peer, const auto& onClosed) {
+                            client = std::make_shared<Cmn_TCPPrefixedMessageClient>(
+                                "Desk", 100, onClosed, [](auto, auto) { return true; });
+                            client->UseSocket(socket, peer);
+                            return client;
+                        });
+    const auto listensOn = [&](const char* address) {
+        return RunUntil(service, [&] { return server.GetLocalEndpoint().address().to_string() == address; });
+    };
+    const auto text = [&] {
+        return "127.0.0." + std::to_string(server.GetLocalEndpoint().address().to_v4().to_bytes()[3]) + ":" +
+               std::to_string(server.GetLocalEndpoint().port());
+    };
+    server.StartListening();
+    server.UseAnyPort();
+    EXPECT_FALSE(server.IsListening());
+    adapter.Change(kFirst);
+    ASSERT_TRUE(listensOn("127.0.0.1"));
+    const std::string first = text();
+    Tcp::socket peer = Connect(server.GetLocalEndpoint());
+    ASSERT_TRUE(RunUntil(service, [&] { return client != nullptr; }));
+    adapter.Change(kSecond);
+    ASSERT_TRUE(listensOn("127.0.0.2"));
+    const std::string second = text();
+    adapter.Change(kNone);
+    ASSERT_TRUE(RunUntil(service, [&] { return !server.IsListening(); }));
+    auto traces = TakeTraces();
+    std::erase_if(traces, [](const std::string& line) { return !line.starts_with("Console: "); });
+    EXPECT_THAT(
+        traces,
+        ElementsAre(
+            "Console: Can't start TCP server, because bind address is not available.\n",
+            "Console: TCP server IP address changed to 127.0.0.1:0, will start listening.\n",
+            "Console: Starting TCP server at 127.0.0.1:0...\n",
+            "Console: TCP server " + first + " IP address changed to 127.0.0.2:0, will restart listening.\n",
+            "Console: Stopping TCP server " + first + "...\n",
+            "Console: Starting TCP server at 127.0.0.2:0...\n",
+            "Console: TCP server " + second + " IP address disappeared, will stop listening.\n",
+            "Console: Stopping TCP server " + second + "...\n"));
+    EXPECT_TRUE(client->SyncSend(nullptr, 0));
+    EXPECT_EQ(ReadBytes(peer, 4), TcpFrame(""));
+}
+
+struct SingleClientServer : JRTCPServer {
+    void Start() {
+        server.emplace(
+            service,
+            JR_TCPSingleClientMessageServer::Parameters{ENetworkUser::eEngine, 0, "Remote", 1'000, true},
+            [this] {
+                events += "connected ";
+                if (onConnected) onConnected();
+            },
+            [this](bool gracefully) {
+                events += gracefully ? "ended " : "closed ";
+                if (onDisconnected) onDisconnected();
+            },
+            [this](const unsigned char* data, unsigned size) {
+                events += std::string(reinterpret_cast<const char*>(data), size) + " ";
+                if (onMessage)
+                    onMessage();
+                else
+                    server->Send(data, size);
+                return true;
+            });
+        endpoint = server->GetLocalEndpoint();
+    }
+    bool Happens(const std::string& wanted) {
+        return RunUntil(service, [&] { return events.size() >= wanted.size(); }) && events == wanted;
+    }
+
+    FakeAdapter adapter{kFirst};
+    std::string events;
+    std::function<void()> onConnected, onDisconnected, onMessage;
+    std::optional<JR_TCPSingleClientMessageServer> server;
+    Tcp::endpoint endpoint;
+};
+
+TEST_F(SingleClientServer, ServesOneClientAndThenTheNext) {
+    Start();
+    server->Send(nullptr, 0);  // nobody is there
+    server->CloseConnection(true);
+    EXPECT_FALSE(server->IsOpen());
+    Tcp::socket first = Connect(endpoint);
+    EXPECT_TRUE(Happens("connected "));
+    std::vector<Tcp::socket> others;
+    for (int i = 0; i < 1'000; ++i)
+        others.push_back(Connect(endpoint));
+    boost::asio::write(first, boost::asio::buffer(TcpFrame("ask")));
+    EXPECT_TRUE(Happens("connected ask "));
+    EXPECT_EQ(ReadBytes(first, 7), TcpFrame("ask"));
+    service.poll();
+    for (Tcp::socket& other : others)
+        EXPECT_EQ(ReadBytes(other, 1), "");
+    EXPECT_TRUE(server->IsOpen());
+    first.close();
+    EXPECT_TRUE(Happens("connected ask ended "));
+    EXPECT_FALSE(server->IsOpen());
+    Tcp::socket second = Connect(endpoint);
+    EXPECT_TRUE(Happens("connected ask ended connected "));
+    server->CloseConnection(false);
+    EXPECT_EQ(ReadBytes(second, 1), "");
+    EXPECT_TRUE(Happens("connected ask ended connected closed "));
+}
+
+TEST_F(SingleClientServer, ItsCallbacksMayCloseAndDestroyIt) {
+    const auto destroy = [this] { server.reset(); };
+    const struct {
+        std::function<void()> connected, disconnected, message;
+        std::string events;
+    } cases[] = {
+        {[this] { server->CloseConnection(false); }, nullptr, nullptr, "connected closed "},
+        {nullptr, nullptr, [this] { server->CloseConnection(true); }, "connected one ended "},
+        {destroy, nullptr, nullptr, "connected "},
+        {nullptr, destroy, nullptr, "connected one two ended "},
+        {nullptr, nullptr, destroy, "connected one "},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.events);
+        events.clear();
+        onConnected = c.connected, onDisconnected = c.disconnected, onMessage = c.message;
+        Start();
+        Tcp::socket peer = Connect(endpoint);
+        boost::asio::write(peer, boost::asio::buffer(TcpFrame("one") + TcpFrame("two")));
+        if (c.disconnected) peer.shutdown(Tcp::socket::shutdown_send);
+        EXPECT_TRUE(Happens(c.events));
+        service.poll();
+        EXPECT_EQ(events, c.events);
+        const size_t answers = c.disconnected ? 14 : 0;
+        EXPECT_EQ(ReadBytes(peer, 100).size(), answers);
+    }
+}
+
+}  // namespace
