@@ -1,5 +1,7 @@
 #include "JRCmn/Cmn_FolderFinder.h"
 
+#include <string_view>
+
 #include "JRCmn/Cmn_FS.h"
 #include "JRCmn/Internal/Cmn_Windows.h"
 
@@ -46,4 +48,12 @@ bool Cmn_FolderFinder::FindFolder(Cmn_String& outPath, EFolder folder) {
             break;
     }
     return Cmn_FS::CreateFolders(outPath);
+}
+
+bool Cmn_FolderFinder::IsModulePresent(const char* relativePath) {
+    char program[MAX_PATH] = "";
+    const DWORD length = ::GetModuleFileNameA(nullptr, program, sizeof program);
+    const std::string_view path(program, length < sizeof program ? length : 0);
+    const Cmn_String folder(path.substr(0, path.rfind('\\') + 1));
+    return !folder.IsEmpty() && Cmn_FS::IsFile(folder + relativePath);
 }

@@ -24,4 +24,7 @@ class NORVIK_API Cmn_FolderFinder {
 public:
     // Creates the folder when it is missing.
     static bool FindFolder(Cmn_String& outPath, EFolder folder);
+
+    // Whether a file lies beside the program: a name, or a path from the program's folder ("..\\TDI.dll").
+    static bool IsModulePresent(const char* relativePath);
 };

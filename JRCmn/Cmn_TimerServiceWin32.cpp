@@ -49,6 +49,13 @@ bool Cmn_TimerServiceWin32::AbortEvent(const int& inTimerId) {
     return wasThere;
 }
 
+void Cmn_TimerServiceWin32::DiscardAll() {
+    KillWinTimer();
+    mQueue->TakeExpired(UINT64_MAX);
+    for (TimedEvent gone; mQueue->PopExpired(gone);)
+        gone = {};
+}
+
 void Cmn_TimerServiceWin32::RespondToEvent() {
     // The timer has fired, as a rule. A wake-up that was under way when its timer was killed must not leave the one
     // that was armed since to run beside the next.

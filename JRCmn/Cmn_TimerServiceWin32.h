@@ -40,6 +40,9 @@ public:
                              const Cmn_String& description) override;
     bool AbortEvent(const int& id) override;
 
+    // All that wait go, uncalled. For a manager that ends.
+    void DiscardAll();
+
 private:
     void* GetEventToWaitOn() override { return mWakeEvent.GetHandle(); }
     void RespondToEvent() override;

@@ -5,10 +5,12 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_service.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/windows/object_handle.hpp>
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <list>
 #include <optional>
 #include <utility>
@@ -29,7 +31,7 @@ namespace {
 // A handler may take this long before it counts as blocking the loop.
 constexpr uint64_t kBlockingMilliseconds = 2'000;
 // A handle that cannot be waited for is tried again this much later: at once, it would take the whole processor.
-constexpr unsigned kRetryMilliseconds = 100;
+constexpr std::chrono::milliseconds kRetryAfter{100};
 // Step in which ProcessOneEvent looks for something ready.
 constexpr unsigned kPollMilliseconds = 5;
 
@@ -81,12 +83,15 @@ public:
     enum EAfterwards { eReset, eKeep };
 
     LoopScope(Private& manager, EAfterwards afterwards)
-        : mManager(manager), mAfterwards(afterwards), mWasInLoop(manager.mInEventLoop.exchange(true)) {}
+        : mManager(manager),
+          mAfterwards(afterwards),
+          mWasInLoop(manager.mInEventLoop.exchange(true)),
+          mIsInner(mWasInLoop || manager.mService.get_executor().running_in_this_thread()) {}
     ~LoopScope() {
         mManager.mInEventLoop = mWasInLoop;
         // So that the io_service can be run again. A handler that processes events itself leaves a Stop to the loop
-        // that has called it.
-        if (mAfterwards == eReset && !mWasInLoop) mManager.mService.restart();
+        // that has called it, also when that is another manager's, or the program's own, on the same io_service.
+        if (mAfterwards == eReset && !mIsInner) mManager.mService.restart();
     }
     LoopScope(const LoopScope&) = delete;
     LoopScope& operator=(const LoopScope&) = delete;
@@ -94,7 +99,7 @@ public:
 private:
     Private& mManager;
     const EAfterwards mAfterwards;
-    const bool mWasInLoop;
+    const bool mWasInLoop, mIsInner;
 };
 
 // A registered handler. A wait that is under way holds a reference, so the record may outlive the manager.
@@ -131,6 +136,7 @@ private:
     void* const mHandle;
     const Cmn_String mName;
     boost::asio::windows::object_handle mWait;
+    std::unique_ptr<boost::asio::steady_timer> mRetry;  // after a wait that failed
     std::atomic<bool> mUnregistered{false};
     Private& mOwner;  // gone, maybe, when the handler is unregistered
 };
@@ -139,6 +145,7 @@ private:
 // on until the handle is signalled, and would take the signal of an auto-reset event from who registers it next.
 void JR_AsioEventManager::Private::WaitRecord::Unregister() {
     mUnregistered = true;
+    mRetry.reset();
     if (!mWait.is_open()) return;
     error_code error;
     mWait.cancel(error);
@@ -165,12 +172,12 @@ void JR_AsioEventManager::Private::WaitRecord::Respond(const error_code& error) 
 void JR_AsioEventManager::Private::WaitRecord::ArmAfterFailure(const error_code& error) {
     Cmn_Trace("Failed to wait for an event: %s\n", error.message().c_str());
     CMN_VERIFY_AT(192, false);
-    mOwner.mTimerService.RegisterOneShotEvent(
-        kRetryMilliseconds,
-        [weak = weak_from_this()] {
-            if (const auto self = weak.lock()) self->Arm();
-        },
-        mName);
+    // Not by the timer service, which is a handler itself and may be the one that failed.
+    mRetry = std::make_unique<boost::asio::steady_timer>(mOwner.mService, kRetryAfter);
+    mRetry->async_wait([weak = weak_from_this()](const error_code&) {
+        const auto self = weak.lock();
+        if (self && !self->mUnregistered) self->Arm();
+    });
 }
 
 void JR_AsioEventManager::Private::WaitRecord::CallHandler() {
@@ -193,7 +200,11 @@ void JR_AsioEventManager::Private::WaitRecord::CallHandler() {
 JR_AsioEventManager::Private::~Private() {
     mLoopThread.ThreadEnd();
     mWork.reset();
-    // What was posted goes here, and may still ask the manager for something.
+    // First what may hold sockets or call the manager, then the io_service with what was posted, which may still ask the
+    // manager for something.
+    mWatchdog.Join();
+    mOnThreadStart = nullptr;
+    mTimerService.DiscardAll();
     mOwnService.reset();
 }
 
@@ -310,6 +321,8 @@ void JR_AsioEventManager::Stop() {
 
 bool JR_AsioEventManager::ProcessPendingMessagesAndEvents(unsigned int timeoutMs) {
     const Private::LoopScope scope(*mPrivate, Private::LoopScope::eReset);
+    const WorkGuard work(
+        mPrivate->mService.get_executor());  // for what comes later, when there is nothing yet
     const uint64_t start = Cmn_Time::GetInMilliseconds();
     do {
         mPrivate->Process(663, [](io_service& service, error_code& error) { return service.poll(error); });
@@ -341,13 +354,14 @@ bool JR_AsioEventManager::ProcessOneEvent(unsigned int timeoutMs) {
 }
 
 bool JR_AsioEventManager::StartEventThread(Cmn_ThreadPriority priority, std::function<void()> onThreadStart) {
-    if (mPrivate->mShutdown || mPrivate->mThreadStarted) return false;
+    if (mPrivate->mShutdown || mPrivate->mThreadStarted.exchange(true)) return false;
     mPrivate->mOnThreadStart = std::move(onThreadStart);
     mPrivate->mLoopThread.SetPriority(priority);
     mPrivate->KeepInWork();
-    mPrivate->mThreadStarted =
-        mPrivate->mLoopThread.Launch(mPrivate.get(), &Private::RunLoopThread, nullptr) == 0;
-    return mPrivate->mThreadStarted;
+    if (mPrivate->mLoopThread.Launch(mPrivate.get(), &Private::RunLoopThread, nullptr) == 0) return true;
+    mPrivate->mThreadStarted = false;
+    if (!mPrivate->mOwnService) mPrivate->mWork.reset();
+    return false;
 }
 
 void JR_AsioEventManager::StopEventThread() {

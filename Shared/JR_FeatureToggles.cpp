@@ -33,6 +33,26 @@ const char* Digit(bool value) {
     return value ? "1" : "0";
 }
 
+// One program at a time saves, or one that is killed could leave its half file to another one's move.
+class SaveTurn {
+public:
+    SaveTurn() : mMutex(::CreateMutexA(nullptr, FALSE, "NorvikLib ft.dat")) {
+        const DWORD result = mMutex ? ::WaitForSingleObject(mMutex.Get(), kLongestSave) : WAIT_FAILED;
+        mIsOwned = result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
+    }
+    ~SaveTurn() {
+        if (mIsOwned) ::ReleaseMutex(mMutex.Get());
+    }
+    SaveTurn(const SaveTurn&) = delete;
+    SaveTurn& operator=(const SaveTurn&) = delete;
+
+private:
+    static constexpr DWORD kLongestSave = 5'000;  // ms; after that the exclusive opening has to do
+
+    const KernelHandle mMutex;
+    bool mIsOwned = false;
+};
+
 // On the disk when it returns, so that a power cut after the file has taken its place cannot empty it.
 bool WriteWhole(HANDLE file, const std::string& text) {
     DWORD written = 0;
@@ -135,8 +155,9 @@ bool JR_FeatureToggleManager::SaveNonDefaultFeaturesToFile(const std::string& pa
     for (int i = 0; i < Feature::Count; ++i) {
         if (IsNonDefault(i)) text += FeatureName(i) + ":" + Digit(!IsFeatureOnByDefault(i)) + "\n";
     }
+    const SaveTurn turn;
     // Written beside its place first. The name is always the same, so that programs that were killed leave one such file
-    // at most; while one program writes it, others cannot open it and fail.
+    // at most.
     const std::string temporary = path + ".new";
     KernelHandle file(::CreateFileA(temporary.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
                                     FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -152,7 +173,12 @@ bool JR_FeatureToggleManager::SaveNonDefaultFeaturesToFile(const std::string& pa
         return true;
     }
     const DWORD error = ::GetLastError();
-    Cmn_Trace("Failed to write %s: %s\n", path.c_str(), DescribeSystemError(error).c_str());
+    if (error == ERROR_ACCESS_DENIED ||
+        error == ERROR_SHARING_VIOLATION) {  // of the place: read-only, or open elsewhere
+        Cmn_Trace("Failed to open %s file for write!\n", path.c_str());
+    } else {
+        Cmn_Trace("Failed to write %s: %s\n", path.c_str(), DescribeSystemError(error).c_str());
+    }
     ::DeleteFileA(temporary.c_str());
     return false;
 }

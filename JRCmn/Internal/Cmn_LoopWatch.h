@@ -25,7 +25,7 @@ public:
             if (!OutlivesLimit(seconds) || !Report()) continue;
             // In steps, because somebody else may have taken the one signal that the loop is over.
             if (IsBlocked()) {
-                while (!WaitForDone(kStep) && !IsOver()) {
+                while (!WaitForDone(kStep) && !IsOver() && IsHandlerRunning()) {
                 }
             }
             TraceUnblocked();
@@ -54,7 +54,7 @@ private:
     // With a debugger a handler may stand still for as long as somebody looks at it.
     bool OutlivesLimit(uint32_t seconds) {
         for (uint32_t i = 0; i < seconds; ++i) {
-            if (WaitForDone(kStep) || IsDebuggerAttached()) return false;
+            if (WaitForDone(kStep) || IsDebuggerAttached() || IsOver()) return false;
         }
         return true;
     }

@@ -18,8 +18,13 @@ constexpr char kSource[] = "Shared\\JR_AsioEventManager.cpp";
 namespace NorvikLibInternal {
 
 LoopWatchdog::~LoopWatchdog() {
+    Join();
+}
+
+void LoopWatchdog::Join() {
     End();
     mThread.ThreadEnd();
+    mCallback = nullptr;
 }
 
 void LoopWatchdog::Enable(uint32_t seconds, Callback callback) {

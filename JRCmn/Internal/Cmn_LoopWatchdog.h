@@ -35,6 +35,8 @@ public:
     void Enable(uint32_t seconds, Callback callback);
     bool IsEnabled() const { return mEnabled; }
     void End();
+    // Waits for its thread and lets the callback go. Only at the end.
+    void Join();
 
     // Of the thread that made the latest call; 0 before.
     uint32_t GetLoopThreadID() const { return mLoopThreadID; }

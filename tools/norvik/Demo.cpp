@@ -196,6 +196,7 @@ constexpr Step cSteps[] = {
     {"A pipe whose server is killed", &LoseServer},
     {"Counters in shared memory", &ShareCounters},
     {"Feature toggles", &ShowToggles},
+    {"A board and its backlight", &ShowBoard},
     {"A log file that rewinds", &RewindFile},
     {"A crash dump", &WriteDump},
 };

@@ -32,4 +32,7 @@ int WriteCounters(const std::string& name);
 // DemoToggles.cpp
 bool ShowToggles();
 
+// DemoBoard.cpp
+bool ShowBoard();
+
 }  // namespace NorvikTool

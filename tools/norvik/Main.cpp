@@ -12,6 +12,7 @@ namespace NorvikTool {
 #define NORVIK_VERBS(VERB) \
     VERB(Demo)             \
     VERB(DemoPart)         \
+    VERB(Board)            \
     VERB(Logs)             \
     VERB(Pipe)             \
     VERB(Serve)            \

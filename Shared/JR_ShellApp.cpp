@@ -1,0 +1,135 @@
+#include "Shared/JR_ShellApp.h"
+
+#include <atomic>
+
+#include "JRCmn/Cmn_Assert.h"
+#include "JRCmn/Cmn_FS.h"
+#include "JRCmn/Cmn_FolderFinder.h"
+#include "JRCmn/Cmn_Registry.h"
+#include "JRCmn/Cmn_Trace.h"
+#include "JRCmn/Internal/Cmn_Windows.h"
+#include "Shared/Internal/JR_ExamineBoard.h"
+
+using namespace NorvikLibInternal;
+
+namespace {
+
+constexpr int cFirstReadCheckLine = 1087;  // of four
+constexpr int cNameLine = 1136;
+constexpr int cSignatureLine = 1159;
+
+class Firmware : public BoardSource {
+public:
+    bool Open() {
+        return mKey.Open(HKEY_LOCAL_MACHINE, "HARDWARE\\DESCRIPTION\\System\\BIOS", eRegistryAccess_ReadOnly);
+    }
+    bool Read(const char* name, Cmn_String& outValue) override { return mKey.Read(name, outValue); }
+    bool IsFile(const char* path) override { return Cmn_FS::IsFile(path); }
+
+private:
+    Cmn_Registry mKey;
+};
+
+// What an unrecognised board leaves in the log.
+void TraceUnrecognised(const BoardVerdict& verdict) {
+    for (std::size_t i = 0; i < kFirmwareValues.size(); ++i) {
+        if (!verdict.wasRead[i])
+            Cmn_Assert::FailedCheck(kFirmwareValues[i].readCheck, CMN_SOURCE_FILE,
+                                    cFirstReadCheckLine + static_cast<int>(i));
+    }
+    Cmn_Trace("Unrecognized motherboard:\n");
+    for (std::size_t i = 0; i < kFirmwareValues.size(); ++i)
+        Cmn_Trace("%s: %s.\n", kFirmwareValues[i].name, verdict.values[i].c_str());
+    if (verdict.warning != nullptr) Cmn_Warning("%s", verdict.warning);
+}
+
+bool ReadText(const char* path, const char* name, const char* expected) {
+    Cmn_Registry key;
+    Cmn_String value;
+    return key.Open(HKEY_LOCAL_MACHINE, path, eRegistryAccess_ReadOnly) && key.Read(name, value) &&
+           value == expected;
+}
+
+class Machine : public SystemSource {
+public:
+    std::optional<uint32_t> ReadSetting(const char* name) override {
+        Cmn_Registry key;
+        uint32_t value = 0;
+        if (!key.Open(HKEY_LOCAL_MACHINE, Cmn_Registry::kSettingsKey, eRegistryAccess_ReadOnly) ||
+            !key.Read(name, value)) {
+            return std::nullopt;
+        }
+        return value;
+    }
+    bool IsTdiDllPresent() override {
+        return Cmn_FolderFinder::IsModulePresent("TDI.dll") ||
+               Cmn_FolderFinder::IsModulePresent("..\\TDI.dll");
+    }
+    bool IsEmbedded() override { return JR_ShellApp::IsWindowsEmbedded(); }
+    EMotherboard GetBoard(bool& outSuspectUnconfigured) override {
+        return JR_ShellApp::GetMotherboard(&outSuspectUnconfigured);
+    }
+};
+
+const BoardKind* FindKindOrReport(EMotherboard board, int line) {
+    const BoardKind* kind =
+        FindBoardKind(board == eMB_Running ? JR_ShellApp::GetMotherboard(nullptr) : board);
+    if (kind == nullptr) VerifyFailed("false", CMN_SOURCE_FILE, line);
+    return kind;
+}
+
+}  // namespace
+
+BoardVerdict NorvikLibInternal::ExamineBoard() {
+    Firmware firmware;
+    if (firmware.Open()) return DecideBoard(firmware);
+    BoardVerdict verdict;
+    verdict.evidence = "the registry has no key for the firmware";
+    return verdict;
+}
+
+// The answer is kept before anything is said about it: a report may ask for it, and who comes second finds it. Two
+// threads that come first both look, and one of them speaks.
+EMotherboard JR_ShellApp::GetMotherboard(bool* outSuspectUnconfigured) {
+    static std::atomic<int32_t> sBoard{-1};
+    static std::atomic<bool> sSuspectUnconfigured{false}, sTraced{false};
+    if (sBoard.load() == -1) {
+        const BoardVerdict verdict = ExamineBoard();
+        sSuspectUnconfigured = verdict.isSuspectUnconfigured;
+        sBoard = verdict.board;
+        if (verdict.isUnrecognised && !sTraced.exchange(true)) TraceUnrecognised(verdict);
+    }
+    if (outSuspectUnconfigured != nullptr) *outSuspectUnconfigured = sSuspectUnconfigured;
+    return static_cast<EMotherboard>(sBoard.load());
+}
+
+const char* JR_ShellApp::GetMotherboardName(EMotherboard board) {
+    const BoardKind* kind = FindKindOrReport(board, cNameLine);
+    return kind != nullptr ? kind->name : "???";
+}
+
+const char* JR_ShellApp::GetMotherboardSignature(EMotherboard board) {
+    const BoardKind* kind = FindKindOrReport(board, cSignatureLine);
+    return kind != nullptr ? kind->signature : "";
+}
+
+ESystemType JR_ShellApp::GetSystemType() {
+    static std::atomic<int32_t> sType{-1};
+    const int32_t known = sType.load();
+    if (known >= 0) return static_cast<ESystemType>(known);
+    Machine machine;
+    const SystemVerdict verdict = DecideSystemType(machine);
+    sType = verdict.type;
+    if (verdict.failedCheck != nullptr) VerifyFailed(verdict.failedCheck, CMN_SOURCE_FILE, __LINE__);
+    return verdict.type;
+}
+
+bool JR_ShellApp::IsWindowsEmbedded() {
+    static std::atomic<int> sEmbedded{-1};
+    if (sEmbedded.load() == -1) {
+        sEmbedded = ReadText("Software\\Microsoft\\Windows NT\\CurrentVersion", "EditionID", "Embedded") ||
+                    ReadText("Software\\Microsoft\\Windows\\CurrentVersion\\OEMInformation", "Manufacturer",
+                             "Kestra Technology, Inc");
+    }
+    return sEmbedded.load() != 0;
+}

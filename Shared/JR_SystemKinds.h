@@ -1,0 +1,30 @@
+#pragma once
+
+// The mainboards and the kinds of machine that the system knows.
+//
+//   if (JR_ShellApp::GetSystemType() == eSystem_Console) ShowSurface();
+//
+// Threads:   any
+// Ownership: none
+// Errors:    none
+// Units:     the numbers are fixed: other programs and settings carry them
+
+#include <cstdint>
+
+enum EMotherboard : int32_t {
+    eMB_Running = -1,  // for the look-ups of name and signature: the board that this program runs on
+    eMB_Unknown = 0,
+    eMB_PortwellWade8020 = 1,    // obsolete
+    eMB_EmersonMITXCore810 = 2,  // console
+    eMB_AICPhoenix = 3,          // engine
+    eMB_AICTucana = 4,           // engine
+    eMB_CongatecIC170 = 5,       // console
+    eMB_PortwellWade8132 = 6,    // console
+};
+
+enum ESystemType : int32_t {
+    eSystem_Standalone = 0,     // an ordinary PC, no console hardware
+    eSystem_LegacyConsole = 1,  // a console on the obsolete board
+    eSystem_Console = 2,        // a control-surface computer
+    eSystem_Engine = 3,         // an engine computer
+};
