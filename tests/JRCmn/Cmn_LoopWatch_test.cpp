@@ -59,7 +59,7 @@ TEST(LoopWatch, ReportsEachHandlerOnceThatOutlivesTheLimit) {
         {{{0, 1'500}, {1'600, 9'000}}, 1, "1000 blocks, 1500 unblocked, 2600 blocks, 9000 unblocked, "},
         {{{0, 9'000}}, 2, "5000 blocks, 9000 unblocked, ", {0, 3'500}},
         {{{0, 2'500}}, 1, "1000 blocks, 1000 unblocked, 2000 blocks, 2000 unblocked, ", {}, false},
-        {{{0, 2'500}}, 1, "1000 blocks, 30500 unblocked, ", {}, true, true},
+        {{{0, 2'500}}, 1, "1000 blocks, 2500 unblocked, ", {}, true, true},
     };
     for (const Story& story : stories) {
         FakeLoop loop(story);

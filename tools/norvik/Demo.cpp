@@ -195,6 +195,7 @@ constexpr Step cSteps[] = {
     {"Who calls from which thread", &CheckThreads},
     {"A pipe whose server is killed", &LoseServer},
     {"Counters in shared memory", &ShareCounters},
+    {"Messages over TCP", &ExchangeFrames},
     {"Feature toggles", &ShowToggles},
     {"A board and its backlight", &ShowBoard},
     {"A log file that rewinds", &RewindFile},

@@ -29,6 +29,9 @@ bool ShareCounters();
 // The other process of ShareCounters (DemoPart.cpp starts it): writes into a block of this name until it is killed.
 int WriteCounters(const std::string& name);
 
+// DemoNetwork.cpp
+bool ExchangeFrames();
+
 // DemoToggles.cpp
 bool ShowToggles();
 
