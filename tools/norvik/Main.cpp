@@ -17,6 +17,8 @@ namespace NorvikTool {
     VERB(Pipe)             \
     VERB(Serve)            \
     VERB(Send)             \
+    VERB(Discover)         \
+    VERB(Publish)          \
     VERB(Toggles)
 
 #define NORVIK_DECLARE(name) extern const Verb c##name##Verb;

@@ -1,0 +1,331 @@
+// Discovery against the stand-in's daemon: what it finds, what it does without library and daemon, and what its callbacks
+// may do.
+
+#include "JRCmn/Cmn_BonjourLocator.h"
+
+#include <gmock/gmock.h>
+
+#include <optional>
+
+#include "JRCmn/Internal/Cmn_AdapterCalls.h"
+#include "JRCmn/Internal/Cmn_BonjourRecordReconfirmer.h"
+#include "tests/support/Discovery.h"
+#include "tests/support/TraceCapture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsSupersetOf;
+using testing::UnorderedElementsAre;
+using Lines = std::vector<std::string>;
+
+constexpr char kType[] = "_desk._tcp";
+const std::string kNotRunning = "error Background daemon not running";
+
+// A locator and what it has told.
+class Search {
+public:
+    explicit Search(Cmn_EventManager& manager)
+        : locator(std::in_place, kType, ENetworkUser::eAny, Tells("+"), Tells("~"), Tells("-"), manager) {
+        locator->SetErrorCallback([this](const Cmn_BonjourError& error) {
+            Tell("error " + std::string(error.ToString()), "error");
+        });
+    }
+
+    size_t Count(const std::string& prefix) const {
+        return static_cast<size_t>(
+            std::ranges::count_if(told, [&](const std::string& each) { return each.starts_with(prefix); }));
+    }
+    Lines Take() { return std::exchange(told, {}); }
+
+    std::optional<Cmn_BonjourLocator> locator;
+    Lines told;
+    Cmn_BonjourService last;
+    std::function<void(const std::string& kind)> inCallback = [](const std::string&) {};
+
+private:
+    Cmn_BonjourLocator::ServiceCallback Tells(const std::string& sign) {
+        return [this, sign](const Cmn_BonjourService& service) {
+            last = service;
+            std::string text;
+            service.mTxtRecord.FindKey("a", text);
+            Tell(sign + service.mName + " " + std::to_string(service.mInterfaceIndex) + " " +
+                     std::string(service.mAddress.ToString()) + ":" + std::to_string(service.mPort) + " " +
+                     text,
+                 sign);
+        };
+    }
+    void Tell(const std::string& line, const std::string& kind) {
+        told.push_back(line);
+        inCallback(kind);
+    }
+};
+
+TEST(BonjourLocator, WithoutTheLibraryStartReportsAnErrorAndNothingElseHappens) {
+    DefaultManager manager;
+    NorvikLibInternal::OverrideDnsSdLibrary(nullptr);
+    EXPECT_FALSE(Cmn_BonjourLocator::IsLibraryAvailable());
+    Search search(manager);
+    search.locator->Start();
+    EXPECT_TRUE(search.locator->IsStarted());
+    EXPECT_THAT(search.Take(), ElementsAre(kNotRunning));
+    EXPECT_THAT(TakeTraces(),
+                ElementsAre("Bonjour: Cmn_BonjourLocator for _desk._tcp returned error Background "
+                            "daemon not running (-65563).\n"));
+    search.locator->Start();
+    EXPECT_TRUE(ReportedOnce("'!IsStarted()' failed in JRCmn\\Cmn_BonjourLocator.cpp("));
+    search.locator->Stop(true);
+    search.locator->Stop(true);
+    EXPECT_TRUE(ReportedOnce("'IsStarted()' failed in JRCmn\\Cmn_BonjourLocator.cpp(97)"));
+    search.locator->SetErrorCallback({});
+    search.locator->Start();
+    EXPECT_TRUE(ReportedOnce("'false' failed in JRCmn\\Cmn_BonjourLocator.cpp("));
+    search.locator->SetErrorCallback([&](const Cmn_BonjourError&) { search.locator.reset(); });
+    search.locator->Stop(false);
+    search.locator->Start();
+    EXPECT_FALSE(search.locator);
+}
+
+TEST(BonjourLocator, ServicesComeChangeMoveAndGo) {
+    Discovery net;
+    Search search(net.manager);
+    search.locator->Start();
+    const std::string label = DnsSdDaemon::Label("1st. Desk\\ \xC3\xBC %s");
+    net.daemon.Control("host desk.local. 1,2 fe80::1,127.0.0.5");
+    net.daemon.Control("add " + label + " _desk._tcp 1,2 desk.local. 8000 03613d31");
+    ASSERT_TRUE(net.RunUntil([&] { return search.told.size() == 2; }));
+    const std::string name = "1st. Desk\\ \xC3\xBC %s";
+    EXPECT_THAT(search.Take(),
+                UnorderedElementsAre("+" + name + " 1 127.0.0.5:8000 1", "+" + name + " 2 127.0.0.5:8000 1"));
+    EXPECT_EQ(search.last.mHostName, "desk.local.");
+    const Lines traces = TakeTraces();
+    EXPECT_THAT(traces,
+                IsSupersetOf(Lines{
+                    "Bonjour: Started discovery for _desk._tcp.\n", "Bonjour: Resolving " + name + "...\n",
+                    "Bonjour: Resolved " + name + " to be from desk.local., port 8000.\n",
+                    std::string("Bonjour: Started DNS lookup for desk.local....\n"),
+                    "Bonjour: DNS lookup done: " + name + " (host desk.local.) resolved to 127.0.0.5.\n",
+                    "Bonjour: Added service " + name + " (_desk._tcp).\n"}));
+
+    net.daemon.Control("txt " + label + " _desk._tcp 03613d32");
+    ASSERT_TRUE(net.RunUntil([&] { return search.told.size() == 2; }));
+    EXPECT_EQ(search.Count("~" + name), 2U);
+    EXPECT_TRUE(AnyContains(TakeTraces(), "NorvikLib.Bonjour: " + name + ": TXT Record changed.\n"));
+
+    net.daemon.Control("remove " + label + " _desk._tcp 2");
+    net.daemon.Control("txt " + label + " _desk._tcp 00");  // without an item
+    ASSERT_TRUE(net.RunUntil([&] { return search.told.size() == 4; }));
+    EXPECT_THAT(search.Take(), testing::Contains("-" + name + " 2 127.0.0.5:8000 2"));
+    net.daemon.Control("port " + label + " _desk._tcp 8001");
+    ASSERT_TRUE(net.RunUntil([&] { return search.told.size() == 2; }));
+    EXPECT_THAT(search.Take(),
+                ElementsAre("-" + name + " 1 127.0.0.5:8000 ", "+" + name + " 1 127.0.0.5:8001 "));
+
+    TakeTraces();
+    net.daemon.Control("deliver add " + label + " _desk._tcp 1");
+    net.daemon.Control("deliver remove Nobody _desk._tcp 1");
+    Lines lines;
+    ASSERT_TRUE(net.RunUntil([&] {
+        std::ranges::move(TakeTraces(), std::back_inserter(lines));
+        return AnyContains(lines, "Duplicate") && AnyContains(lines, "Nobody to remove");
+    }));
+    EXPECT_THAT(lines,
+                IsSupersetOf(Lines{"Bonjour: Failed to find a service Nobody to remove (_desk._tcp).\n",
+                                   "Bonjour: Duplicate service record received for " + name +
+                                       " _desk._tcp. 1 (desk.local.)!\n",
+                                   std::string("Bonjour: Available records are:\n"),
+                                   "0: " + name + " _desk._tcp. eth 1 desk.local. 127.0.0.5:8001\n"}));
+    EXPECT_TRUE(AnyContains(lines, "'false' failed in JRCmn\\Internal\\Cmn_BonjourLocatorImpl.cpp(156)"));
+    EXPECT_THAT(search.told, ElementsAre());
+
+    Cmn_BonjourService unknown;
+    unknown.mName = "Nobody";
+    search.locator->ReconfirmService(unknown);
+    EXPECT_THAT(TakeTraces(),
+                ElementsAre("Bonjour: Failed to find a service Nobody to reconfirm (_desk._tcp).\n"));
+    net.daemon.Control("ghost " + label + " _desk._tcp");
+    search.locator->SetAutoReconfirmInterval(50);
+    ASSERT_TRUE(net.RunUntil([&] { return search.Count("-") == 1; }));
+    EXPECT_TRUE(
+        AnyContains(TakeTraces(), "Bonjour: Will reconfirm SRV record " + label + "._desk._tcp.local....\n"));
+}
+
+// By its result, by its start, and by a connection that is closed; while services are known and while they are not.
+TEST(BonjourLocator, WhatFailsIsTriedAgainUntilAllIsThereOnce) {
+    Discovery net;
+    Search search(net.manager);
+    net.daemon.Control("many _desk._tcp 2");
+    net.daemon.Control("fail resolve 1 -65537");
+    net.daemon.Control("fail address 1 -65539");
+    search.locator->Start();
+    ASSERT_TRUE(net.RunUntil([&] { return search.Count("+") == 2; }));
+    EXPECT_THAT(search.Take(), IsSupersetOf(Lines{"error Unknown error", "error Out of memory"}));
+    Lines lines = TakeTraces();
+    EXPECT_TRUE(AnyContains(lines, "Bonjour: resolve retry succeeded for Instance "));
+    EXPECT_TRUE(AnyContains(lines, "Bonjour: DNS lookup retry succeeded for Instance "));
+
+    lines.clear();
+    net.daemon.Control("error resolve -65568");
+    ASSERT_TRUE(net.RunUntil([&] {
+        std::ranges::move(TakeTraces(), std::back_inserter(lines));
+        return AnyContains(lines, "resolve retry succeeded for Instance 1") &&
+               AnyContains(lines, "resolve retry succeeded for Instance 2");
+    }));
+    EXPECT_TRUE(AnyContains(
+        lines, "Bonjour: Cmn_BonjourResolver for Instance 1 callback got error, forwarding....\n"));
+    EXPECT_TRUE(
+        AnyContains(lines, "Bonjour: Cmn_BonjourResolver for Instance 1 failed: Timeout (-65568)!\n"));
+    EXPECT_TRUE(AnyContains(lines, "'false' failed in JRCmn\\Internal\\Cmn_BonjourAsyncHandler.cpp(151)"));
+    EXPECT_THAT(search.Take(), ElementsAre("error Timeout", "error Timeout"));
+
+    for (const char* const fault : {"kill", "drop", "error browse -65540"}) {
+        fault == std::string("kill") ? net.daemon.Kill() : static_cast<void>(net.daemon.Control(fault));
+        ASSERT_TRUE(net.RunUntil([&] { return search.Count("-") == 2; })) << fault;
+        // All at once, by the error of the browse; then comes the error itself. A resolver may have noticed before.
+        Lines told = search.Take();
+        told.erase(told.begin(),
+                   std::ranges::find_if(told, [](auto& each) { return each.starts_with("-"); }));
+        EXPECT_THAT(told,
+                    ElementsAre(HasSubstr("-Instance 1"), HasSubstr("-Instance 2"), HasSubstr("error ")));
+        EXPECT_TRUE(AnyContains(TakeReports(),
+                                "'false' failed in JRCmn\\Internal\\Cmn_BonjourAsyncHandler.cpp(151)"));
+        if (fault == std::string("kill")) {
+            ASSERT_TRUE(net.RunUntil([&] { return !search.told.empty(); }));  // absent at the first retry
+            EXPECT_THAT(search.Take(), ElementsAre(kNotRunning));
+            net.daemon.Restart();
+            net.daemon.Control("many _desk._tcp 2");
+        }
+        const ULONGLONG start = ::GetTickCount64();
+        ASSERT_TRUE(net.RunUntil([&] { return search.told.size() == 2; })) << fault;
+        EXPECT_LT(::GetTickCount64() - start, 5'000U);
+        EXPECT_THAT(search.Take(), UnorderedElementsAre(HasSubstr("+Instance 1"), HasSubstr("+Instance 2")));
+    }
+}
+
+// Also those behind instances that never answer, and those that have no resolver of their own any more.
+TEST(BonjourLocator, MoreServicesThanResolversAreFoundAndFollowed) {
+    Discovery net;
+    Search search(net.manager);
+    net.daemon.Control("host nowhere.local. 1");
+    for (char c = 'a'; c < 'q'; ++c)
+        net.daemon.Control(std::string("add ") + c + " _desk._tcp 1 nowhere.local. 80");
+    net.daemon.Control("many _desk._tcp 30");
+    search.locator->Start();
+    ASSERT_TRUE(net.RunUntil([&] { return search.told.size() == 30; }));
+    for (int i = 1; i <= 30; ++i)
+        net.daemon.Control("txt Instance\\032" + std::to_string(i) + " _desk._tcp 03613d32");
+    ASSERT_TRUE(net.RunUntil([&] { return search.Count("~") == 30; }));
+    net.daemon.Control("clear");
+    ASSERT_TRUE(net.RunUntil([&] { return search.Count("-") == 30; }));
+    EXPECT_EQ(search.told.size(), 90U);
+    net.daemon.Control("await resolve 0");
+}
+
+// What each kind of callback does to its locator, with another service known.
+TEST(BonjourLocator, CallbacksMayStopStartDeleteAndThrow) {
+    for (const std::string kind : {"+", "~", "-", "error"}) {
+        for (const std::string action :
+             {"stop", "quiet", "again", "delete", "stop and delete", "throw", "unknown"}) {
+            SCOPED_TRACE(kind + " " + action);
+            Discovery net;
+            std::optional<Search> search(std::in_place, net.manager);
+            net.daemon.Control("add Old _desk._tcp 1 a.local. 80");
+            net.daemon.Control("host a.local. 1 127.0.0.1");
+            search->locator->Start();
+            ASSERT_TRUE(net.RunUntil([&] { return search->told.size() == 1; }));
+            if (kind != "+") net.daemon.Control("add New _desk._tcp 1 a.local. 80");
+            ASSERT_TRUE(net.RunUntil([&] { return kind == "+" || search->told.size() == 2; }));
+            search->Take();
+            bool done = false;
+            search->inCallback = [&](const std::string& which) {
+                if (which != kind || std::exchange(done, true)) return;
+                if (action != "delete" && action != "throw" && action != "unknown")
+                    search->locator->Stop(action != "quiet");
+                if (action == "again") search->locator->Start();
+                if (action.ends_with("delete")) search->locator.reset();
+                if (action == "throw") throw std::runtime_error("from a callback");
+                if (action == "unknown") throw 7;
+            };
+            TakeTraces();
+            if (kind == "+") net.daemon.Control("add New _desk._tcp 1 a.local. 80");
+            if (kind == "~") net.daemon.Control("txt New _desk._tcp 03613d32");
+            if (kind == "-") net.daemon.Control("remove New _desk._tcp");
+            if (kind == "error") net.daemon.Control("error resolve -65537");
+            ASSERT_TRUE(net.RunUntil([&] { return done; }));
+            const size_t known = kind == "-" ? 1 : 2;
+            const size_t alreadyRemoved = kind == "-" ? 1 : 0;
+            if (action == "stop") {
+                EXPECT_TRUE(net.RunUntil([&] { return search->Count("-") == known + alreadyRemoved; }));
+            } else if (action == "again") {
+                EXPECT_TRUE(net.RunUntil([&] {
+                    return search->Count("-") == known + alreadyRemoved &&
+                           search->Count("+") == known + (kind == "+" ? 1 : 0);
+                }));
+            } else if (action == "throw" || action == "unknown") {
+                const std::string text =
+                    action == "throw" ? "std::exception in RespondToEvent. what() is \"from a callback\".\n"
+                                      : "unknown exception in RespondToEvent.\n";
+                EXPECT_TRUE(AnyContains(TakeTraces(), "Bonjour: got " + text));
+                net.daemon.Control("add More _desk._tcp 1 a.local. 80");
+                EXPECT_TRUE(net.RunUntil([&] { return search->Count("+More") == 1; }));
+            } else {
+                Lines lines;
+                EXPECT_TRUE(net.RunUntil([&] {
+                    std::ranges::move(TakeTraces(), std::back_inserter(lines));
+                    return AnyContains(lines, "Bonjour: Remove callback blocked. Removed service Old.\n") ||
+                           action == "stop and delete";
+                }));
+                if (action == "stop and delete") net.manager.ProcessOneEvent(1'000);
+                EXPECT_LE(search->Count("-"),
+                          action == "stop and delete" && kind == "error" ? 2 : alreadyRemoved);
+                net.daemon.Control("await browse 0");
+            }
+            search.reset();
+            net.daemon.Control("await resolve 0");
+            const Lines reports = TakeReports();  // of the errors themselves
+            EXPECT_TRUE(kind == "error" || reports.empty()) << testing::PrintToString(reports);
+        }
+    }
+}
+
+TEST(BonjourLocator, ANetworkUserIsServedByItsAdapterOnly) {
+    Discovery net;
+    auto& calls = NorvikLibInternal::GetAdapterCalls();
+    const auto before = std::exchange(calls, {[](auto& adapters) {
+                                                  adapters = {{"{1}", "Wrong", 1, false, false, {}},
+                                                              {"{2}", "Right", 2, true, false, {0x0200000A}}};
+                                                  return true;
+                                              },
+                                              calls.arm, calls.disarm, calls.lookEvery});
+    net.daemon.Control("add Far _desk._tcp 1 far.local. 80");
+    net.daemon.Control("add Near _desk._tcp 2 near.local. 80");
+    net.daemon.Control("host near.local. 2 127.0.0.2");
+    std::string found;
+    Cmn_BonjourLocator locator(
+        kType, ENetworkUser::eDiscovery, [&](const Cmn_BonjourService& service) { found += service.mName; },
+        {}, {}, net.manager);
+    locator.Start();
+    EXPECT_TRUE(net.RunUntil([&] { return !found.empty(); }));
+    EXPECT_EQ(found, "Near");
+    EXPECT_FALSE(AnyContains(TakeTraces(), "Resolving Far"));
+    calls = before;
+}
+
+TEST(BonjourLocator, SrvDataIsThatOfARegisteredService) {
+    const auto Label = [](const std::string& text) { return static_cast<char>(text.size()) + text; };
+    const std::string head = {0, 0, 0, 0, '\x1F', '\x40'};
+    const std::pair<std::string, std::string> cases[] = {
+        {"desk.local.", head + Label("desk") + Label("local") + Label("")},
+        {"a\\.b\\032\\\\.c", head + Label("a.b \\") + Label("c") + Label("")},
+        {std::string(63, 'x'), head + Label(std::string(63, 'x')) + Label("")},
+        {std::string(64, 'x'), ""},
+        {".", ""},
+        {"a..b", ""},
+        {"", head + Label("")},
+    };
+    for (const auto& [host, data] : cases)
+        EXPECT_EQ(NorvikLibInternal::SrvRecordData(8000, host), data) << host;
+}
+
+}  // namespace

@@ -1,0 +1,148 @@
+// Announcing a service and looking up a host, against the stand-in's daemon.
+
+#include "JRCmn/Cmn_BonjourServicePublisher.h"
+
+#include <gmock/gmock.h>
+
+#include <optional>
+
+#include "JRCmn/Cmn_BonjourDNSResolver.h"
+#include "tests/support/Discovery.h"
+#include "tests/support/TraceCapture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using Codes = std::vector<int>;
+
+constexpr unsigned kAny = Cmn_BonjourServicePublisher::kInterfaceIndexAny;
+
+TxtRecord Record(const std::string& value) {
+    TxtRecord record;
+    record.SetKey("a", value);
+    return record;
+}
+
+TEST(BonjourServicePublisher, AServiceIsRegisteredUpdatedRestoredAndWithdrawn) {
+    Discovery net;
+    Cmn_BonjourServicePublisher publisher("_desk._tcp");
+    Codes codes;
+    const auto callback = [&](Cmn_BonjourError error) { codes.push_back(error.GetErrorCode()); };
+    EXPECT_TRUE(publisher.SetTXTRecord(Record("1")).IsOK());
+    EXPECT_TRUE(publisher.Register("Desk 1", 8000, kAny, callback).IsOK());
+    EXPECT_TRUE(publisher.IsRegistered());
+    ASSERT_TRUE(net.RunUntil([&] { return !codes.empty(); }));
+    EXPECT_THAT(net.daemon.Control("list"), HasSubstr(" 8000 03613d31 client"));
+
+    EXPECT_TRUE(publisher.Register("Other", 1, kAny, callback).IsOK());
+    EXPECT_TRUE(ReportedOnce("'!IsRegistered()' failed in JRCmn\\Cmn_BonjourServicePublisher.cpp(130)"));
+    EXPECT_TRUE(publisher.SetTXTRecord(Record("2")).IsOK());
+    EXPECT_THAT(net.daemon.Control("list"), HasSubstr("Desk\\0321 _desk._tcp"));
+    EXPECT_THAT(net.daemon.Control("list"), HasSubstr(" 8000 03613d32 client"));
+
+    net.daemon.Kill();
+    ASSERT_TRUE(net.RunUntil([&] { return codes.size() == 2; }));
+    EXPECT_TRUE(ReportedOnce("'false' failed in JRCmn\\Internal\\Cmn_BonjourAsyncHandler.cpp(151)"));
+    EXPECT_FALSE(publisher.IsRegistered());
+    EXPECT_TRUE(publisher.SetTXTRecord(Record("3")).IsOK());
+    net.daemon.Restart();
+    ASSERT_TRUE(net.RunUntil([&] { return codes.size() == 3; }));
+    EXPECT_THAT(codes, ElementsAre(0, -65563, 0));
+    EXPECT_THAT(net.daemon.Control("list"), HasSubstr("Desk\\0321 _desk._tcp"));
+    EXPECT_THAT(net.daemon.Control("list"), HasSubstr(" 8000 03613d33 client"));
+
+    net.daemon.Control("error register -65548");
+    ASSERT_TRUE(net.RunUntil([&] { return codes.size() == 4; }));
+    EXPECT_EQ(codes.back(), -65548);
+    EXPECT_TRUE(ReportedOnce("'inErrorCode' failed in JRCmn\\Cmn_BonjourServicePublisher.cpp(190)"));
+    EXPECT_TRUE(AnyContains(TakeTraces(), "Bonjour error -65548: Name conflict.\n"));
+    publisher.Unregister();
+    EXPECT_FALSE(publisher.IsRegistered());
+    net.daemon.Control("await register 0");
+    EXPECT_EQ(net.daemon.Control("list"), "");
+}
+
+TEST(BonjourServicePublisher, WhatCannotBeRegisteredIsToldAndAnAbsentDaemonIsAwaited) {
+    Discovery net;
+    std::optional<Cmn_BonjourServicePublisher> publisher(std::in_place, "_desk._tcp");
+    Codes codes;
+    const auto callback = [&](Cmn_BonjourError error) { codes.push_back(error.GetErrorCode()); };
+    net.daemon.Kill();
+    EXPECT_EQ(publisher->Register("Desk", 8000, kAny, callback), -65563);
+    EXPECT_FALSE(publisher->IsRegistered());
+    EXPECT_EQ(publisher->Register("Desk", 8001, kAny, callback), -65563);  // in the place of the first
+    net.daemon.Restart();
+    ASSERT_TRUE(net.RunUntil([&] { return !codes.empty(); }));
+    EXPECT_THAT(codes, ElementsAre(0));
+    EXPECT_THAT(net.daemon.Control("list"), HasSubstr(" 8001 "));
+    EXPECT_THAT(net.daemon.Control("operations"), HasSubstr("register 1 running"));
+
+    Cmn_BonjourServicePublisher bad("no type");
+    EXPECT_EQ(bad.Register("Desk", 8000, kAny, callback), -65540);
+
+    // Without a callback, and with one that ends its publisher.
+    Cmn_BonjourServicePublisher silent("_silent._tcp");
+    EXPECT_TRUE(silent.Register("Desk", 8000, kAny, nullptr).IsOK());
+    const auto wasReported = [] {
+        return bool(
+            ReportedOnce("'callback && *callback' failed in JRCmn\\Cmn_BonjourServicePublisher.cpp(71)"));
+    };
+    EXPECT_TRUE(net.RunUntil(wasReported));
+    publisher->Unregister();
+    EXPECT_TRUE(publisher->Register("Short", 1, kAny, [&](Cmn_BonjourError) { publisher.reset(); }).IsOK());
+    EXPECT_TRUE(net.RunUntil([&] { return !publisher; }));
+    net.daemon.Control("await register 1");
+
+    NorvikLibInternal::OverrideDnsSdLibrary(nullptr);
+    EXPECT_EQ(bad.Register("Desk", 8000, kAny, callback), -65563);
+    EXPECT_THAT(codes, ElementsAre(0));
+}
+
+TEST(BonjourDNSResolver, AHostIsLookedUpOnceAndFailuresAreTold) {
+    Discovery net;
+    std::optional<Cmn_BonjourDNSResolver> resolver(&net.manager);
+    std::vector<std::string> told;
+    const auto callback = [&](const Cmn_IPv4Address& address, const Cmn_BonjourError& error) {
+        told.push_back(std::string(address.ToString()) + " " + std::to_string(error.GetErrorCode()));
+    };
+    net.daemon.Control("host desk.local. 1 ::1,127.0.0.7,127.0.0.8");
+    resolver->Query("desk.local.", kAny, callback);
+    resolver->Query("other.local.", kAny, callback);
+    EXPECT_TRUE(ReportedOnce("'!mResolver' failed in JRCmn\\Cmn_BonjourDNSResolver.cpp("));
+    ASSERT_TRUE(net.RunUntil([&] { return !told.empty(); }));
+    EXPECT_THAT(told, ElementsAre("127.0.0.7 0"));
+
+    // Its daemon dies and comes back; the host is known later.
+    resolver->Query("late.local.", kAny, callback);
+    net.daemon.Control("await address 1");
+    net.daemon.Kill();
+    ASSERT_TRUE(net.RunUntil([&] { return told.size() == 2; }));
+    EXPECT_TRUE(ReportedOnce("Cmn_BonjourAsyncHandler.cpp(151)"));
+    net.daemon.Restart();
+    net.daemon.Control("host late.local. 1 127.0.0.9");
+    ASSERT_TRUE(net.RunUntil([&] { return told.size() == 3; }));
+    EXPECT_THAT(told, ElementsAre("127.0.0.7 0", "255.255.255.255 -65563", "127.0.0.9 0"));
+
+    // The function asks for the next host, and deletes its resolver.
+    resolver->Query("late.local.", kAny, [&](const Cmn_IPv4Address&, const Cmn_BonjourError&) {
+        resolver->Query("late.local.", kAny,
+                        [&](const Cmn_IPv4Address&, const Cmn_BonjourError&) { resolver.reset(); });
+    });
+    EXPECT_TRUE(net.RunUntil([&] { return !resolver; }));
+
+    resolver.emplace(&net.manager);
+    resolver->Query("desk.local.", kAny, callback);
+    resolver->Cancel();
+    net.daemon.Control("await address 0");
+    NorvikLibInternal::OverrideDnsSdLibrary(nullptr);
+    for (int i = 0; i < 2; ++i)
+        resolver->Query("desk.local.", kAny, callback);
+    EXPECT_EQ(told.size(), 5U);
+    EXPECT_EQ(told.back(), "255.255.255.255 -65563");
+    Cmn_BonjourDNSResolver nowhere(nullptr);
+    EXPECT_TRUE(ReportedOnce("'mEventManager' failed in JRCmn\\Cmn_BonjourDNSResolver.cpp("));
+    nowhere.Query("desk.local.", kAny, callback);
+}
+
+}  // namespace

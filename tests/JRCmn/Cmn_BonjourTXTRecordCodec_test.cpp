@@ -1,0 +1,127 @@
+#include "JRCmn/Cmn_BonjourTXTRecordCodec.h"
+
+#include <gmock/gmock.h>
+
+#include <random>
+
+#include "JRCmn/Internal/Cmn_DnsSdLibrary.h"
+#include "JRCmn/Internal/Cmn_Windows.h"
+#include "tests/support/DnsSdDaemon.h"
+#include "tests/support/TraceCapture.h"
+
+namespace {
+
+using namespace Cmn_BonjourTXTRecordCodec;
+using Pairs = std::vector<std::pair<std::string, std::string>>;
+
+class TXTRecordCodec : public testing::Test {
+protected:
+    TXTRecordCodec() {
+        const std::string path = DnsSdDaemon::Folder() + "\\dnssd.dll";
+        NorvikLibInternal::OverrideDnsSdLibrary(::LoadLibraryA(path.c_str()));
+    }
+    ~TXTRecordCodec() override { NorvikLibInternal::OverrideDnsSdLibrary(nullptr); }
+};
+
+std::string V(size_t size) {
+    return std::string(size, 'v');
+}
+
+std::string Item(const std::string& text) {
+    return static_cast<char>(text.size()) + text;
+}
+
+TxtRecord Record(const Pairs& pairs) {
+    TxtRecord record;
+    for (const auto& [key, value] : pairs)
+        record.SetKey(key, value);
+    return record;
+}
+
+TxtRecord DecodeText(const std::string& bytes) {
+    return Decode(bytes.data(), static_cast<unsigned short>(bytes.size()));
+}
+
+// "89 valueSize...;" for each.
+std::string Checks() {
+    std::string checks;
+    for (const std::string& report : TakeReports()) {
+        const size_t from = report.find('\''),
+                     to = report.find("' failed in JRCmn\\Cmn_BonjourTXTRecordCodec.cpp(");
+        checks +=
+            report.substr(report.find(").") - 2, 2) + " " + report.substr(from + 1, to - from - 1) + ";";
+    }
+    return checks;
+}
+
+const std::string kTooLong = "89 valueSize + 1 + key.size() <= 0xFF;";
+const std::string kRefused = "96 ret == kDNSServiceErr_NoError;";
+const std::string kCut = "42 strLeft <= strEnd;";
+const std::string kNoEquals = "47 pos != std::string::npos;";
+const std::string kTwice = "56 !record.FindKey(key, dummy);";
+
+TEST_F(TXTRecordCodec, WhatDoesNotFitIsReportedAndLeftOut) {
+    const struct {
+        Pairs pairs;
+        std::string bytes, checks;
+    } cases[] = {
+        {{}, "", ""},
+        {{{"a", "1"}, {"b", ""}}, Item("a=1") + Item("b="), ""},
+        {{{"k", V(252)}}, Item("k=" + V(252)), ""},
+        {{{"k", V(253)}}, Item("k=" + V(253)), ""},
+        {{{"k", V(254)}, {"z", "1"}}, Item("z=1"), kTooLong},
+        {{{V(254), ""}}, Item(V(254) + "="), ""},
+        {{{V(255), ""}}, "", kTooLong},
+        {{{"", "x"}, {"k=", "1"}, {"z", "="}}, Item("z=="), kRefused + kRefused},
+    };
+    for (const auto& each : cases) {
+        EXPECT_EQ(Encode(Record(each.pairs)), each.bytes);
+        EXPECT_EQ(Checks(), each.checks);
+    }
+    TxtRecord large;
+    for (int i = 100; i < 356; ++i)
+        large.SetKey(std::to_string(i), V(251));
+    EXPECT_EQ(Encode(large).size(), 255U * 256);
+    EXPECT_EQ(Checks(), kRefused);
+    NorvikLibInternal::OverrideDnsSdLibrary(nullptr);
+    EXPECT_EQ(Encode(Record({{"a", "1"}})), "");
+    EXPECT_EQ(Checks(), kRefused);
+}
+
+TEST_F(TXTRecordCodec, WhatIsNoItemIsReportedAndSkipped) {
+    const std::string binary("\0=\xFF", 3);
+    const struct {
+        std::string bytes;
+        Pairs pairs;
+        std::string checks;
+    } cases[] = {
+        {"", {}, ""},
+        {Item("a=1") + Item("a=2"), {{"a", "1"}}, kTwice},
+        {Item("flag") + Item("b="), {{"b", ""}}, kNoEquals},
+        {Item("") + Item("=v"), {{"", "v"}}, kNoEquals},
+        {Item("a=1") + "\x05" + "b=2", {{"a", "1"}}, kCut},
+        {Item("a=1") + "\x01", {{"a", "1"}}, kCut},
+        {Item("a=" + binary), {{"a", binary}}, ""},
+    };
+    for (const auto& each : cases) {
+        EXPECT_EQ(DecodeText(each.bytes), Record(each.pairs)) << each.bytes;
+        EXPECT_EQ(Checks(), each.checks);
+    }
+    EXPECT_EQ(Decode(nullptr, 5), TxtRecord());
+}
+
+TEST_F(TXTRecordCodec, WhatIsEncodedIsDecodedToTheSame) {
+    std::mt19937 random(11);
+    for (int round = 0; round < 2'000; ++round) {
+        TxtRecord record;
+        for (auto count = random() % 12; count > 0; --count) {
+            std::string value(random() % 100, '\0');
+            for (char& byte : value)
+                byte = static_cast<char>(random());
+            record.SetKey("Key " + std::to_string(random() % 1'000), value);
+        }
+        ASSERT_EQ(DecodeText(Encode(record)), record);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,63 @@
+#include "tools/norvik/Discovery.h"
+
+#include "JRCmn/Internal/Cmn_Windows.h"
+
+#include "JRCmn/Cmn_BonjourLocator.h"
+
+namespace NorvikTool {
+namespace {
+
+constexpr int cNotRunning = -65563;
+
+void PrintState(const std::string& state) {
+    static std::string before;
+    if (state == before) return;
+    before = state;
+    Print("Service discovery: " + state + "\n");
+    Flush();
+}
+
+}  // namespace
+
+bool FindLibrary(const Arguments& arguments) {
+    if (arguments.Has("--library")) ::SetDllDirectoryA(arguments.Text("--library", "").c_str());
+    if (Cmn_BonjourLocator::IsLibraryAvailable()) return true;
+    PrintState("library missing (dnssd.dll)");
+    return false;
+}
+
+void PrintDaemonState(const Cmn_BonjourError& error) {
+    if (error.IsOK()) {
+        PrintState("running");
+    } else if (error == cNotRunning) {
+        PrintState("daemon not running");
+    } else {
+        Print(std::string("Error: ") + error.ToString().c_str() + "\n");
+        Flush();
+    }
+}
+
+std::string Printable(const std::string& text) {
+    constexpr char cDigits[] = "0123456789ABCDEF";
+    std::string printable;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte != 0x7F && byte != '\\') {
+            printable += c;
+        } else {
+            printable += {'\\', 'x', cDigits[byte >> 4], cDigits[byte & 15]};
+        }
+    }
+    return printable;
+}
+
+std::string Printable(const TxtRecord& record) {
+    std::string text;
+    for (const auto& [key, value] : record) {
+        if (!text.empty()) text += ' ';
+        text += Printable(key).append("=").append(Printable(value));
+    }
+    return text;
+}
+
+}  // namespace NorvikTool

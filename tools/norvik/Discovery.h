@@ -1,0 +1,26 @@
+#pragma once
+
+// What the verbs of service discovery share.
+//
+// Threads: the main thread.  Ownership: none.  Errors: none.  Units: none.
+
+#include <string>
+
+#include "JRCmn/Cmn_BonjourError.h"
+#include "JRCmn/Cmn_TxtRecord.h"
+#include "tools/norvik/Verb.h"
+
+namespace NorvikTool {
+
+// Lets "dnssd.dll" also be found in the folder of the option. False, after the line that says so, when there is none.
+bool FindLibrary(const Arguments& arguments);
+
+// One line whenever the state is another than before.
+void PrintDaemonState(const Cmn_BonjourError& error);
+
+// With what cannot be printed as \xNN.
+std::string Printable(const std::string& text);
+// "key=value key=value"
+std::string Printable(const TxtRecord& record);
+
+}  // namespace NorvikTool
