@@ -196,6 +196,7 @@ constexpr Step cSteps[] = {
     {"A pipe whose server is killed", &LoseServer},
     {"Counters in shared memory", &ShareCounters},
     {"Messages over TCP", &ExchangeFrames},
+    {"A service that is found on the network", &FindEngine},
     {"Feature toggles", &ShowToggles},
     {"A board and its backlight", &ShowBoard},
     {"A log file that rewinds", &RewindFile},

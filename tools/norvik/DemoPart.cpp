@@ -11,12 +11,13 @@ int RunDemoPart(const Arguments& arguments) {
     Cmn_DefaultLog::GetInstance().SetLogToTerminal(false);
     const std::vector<std::string>& words = arguments.Positionals();
     if (words.size() == 2 && words[0] == "counters") return WriteCounters(words[1]);
-    throw UsageError("expected: demo-part counters NAME");
+    if (words.size() == 1 && words[0] == "engine") return RunEngine();
+    throw UsageError("expected: demo-part counters NAME, or demo-part engine");
 }
 
 }  // namespace
 
 extern const Verb cDemoPartVerb;
-const Verb cDemoPartVerb{"demo-part", "counters NAME", "", "", {}, &RunDemoPart};
+const Verb cDemoPartVerb{"demo-part", "counters NAME | engine", "", "", {}, &RunDemoPart};
 
 }  // namespace NorvikTool

@@ -32,6 +32,11 @@ int WriteCounters(const std::string& name);
 // DemoNetwork.cpp
 bool ExchangeFrames();
 
+// DemoDiscovery.cpp
+bool FindEngine();
+// The other process of FindEngine: serves framed messages and announces itself, until it is killed.
+int RunEngine();
+
 // DemoToggles.cpp
 bool ShowToggles();
 

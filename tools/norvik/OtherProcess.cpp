@@ -15,10 +15,12 @@ constexpr DWORD cKilled = 137;             // its exit code
 constexpr size_t cKeptLines = 100;
 constexpr size_t cLongestLine = 4'096;
 
-std::string CommandLine(const std::vector<std::string>& words) {
-    char path[MAX_PATH] = "";
-    ::GetModuleFileNameA(nullptr, path, sizeof path);
-    std::string line = "\"" + std::string(path) + "\"";
+std::string CommandLine(const std::vector<std::string>& words, const std::string& program) {
+    char buffer[MAX_PATH] = "";
+    ::GetModuleFileNameA(nullptr, buffer, sizeof buffer);
+    std::string path = buffer;
+    if (!program.empty()) path = path.substr(0, path.rfind('\\') + 1) + program;
+    std::string line = "\"" + path + "\"";
     for (const std::string& word : words)
         line += " \"" + word + "\"";
     return line;
@@ -35,7 +37,8 @@ HANDLE MakeJob() {
 
 }  // namespace
 
-OtherProcess::OtherProcess(const std::vector<std::string>& words) : mJob(MakeJob()) {
+OtherProcess::OtherProcess(const std::vector<std::string>& words, const std::string& program)
+    : mJob(MakeJob()) {
     SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
     HANDLE readEnd = nullptr, writeEnd = nullptr;
     ::CreatePipe(&readEnd, &writeEnd, &inherited, 0);
@@ -43,7 +46,8 @@ OtherProcess::OtherProcess(const std::vector<std::string>& words) : mJob(MakeJob
     mOutput.Reset(readEnd);
     const KernelHandle output(
         writeEnd);  // closed here after the start, so that the output ends with the process
-    if (!Start(CommandLine(words), output.Get()) || mReader.Launch([this] { return ReadLines(); }) != 0) {
+    if (!Start(CommandLine(words, program), output.Get()) ||
+        mReader.Launch([this] { return ReadLines(); }) != 0) {
         mIsOutputOver = true;
     }
 }

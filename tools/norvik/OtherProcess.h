@@ -1,6 +1,6 @@
 #pragma once
 
-// A second process that the tool starts for a while: this program again, with other words.
+// A second process that the tool starts for a while: this program again, with other words, or one that lies near it.
 //
 //   OtherProcess listener({"pipe", "listen", name});
 //   if (!listener.WaitForLine("Listening on", 10'000)) return Say(false, "the other process listens");
@@ -24,8 +24,8 @@ namespace NorvikTool {
 
 class OtherProcess {
 public:
-    // Words without quotes in them.
-    explicit OtherProcess(const std::vector<std::string>& words);
+    // Words without quotes in them. The program's path counts from the folder of this one; empty is this one.
+    explicit OtherProcess(const std::vector<std::string>& words, const std::string& program = "");
     ~OtherProcess();
     OtherProcess(const OtherProcess&) = delete;
     OtherProcess& operator=(const OtherProcess&) = delete;

@@ -35,6 +35,7 @@ int RunSend(const Arguments& arguments) {
     const std::uint16_t port = ParsePort(words[0].substr(colon + 1), 1);
     const std::string& text = words[1];
     const std::uint64_t count = arguments.Number("--count", 1, 1);
+    const std::chrono::milliseconds pause(arguments.Number("--every", 0, 0));
 
     boost::asio::io_service service;
     std::uint64_t answers = 0;
@@ -55,6 +56,10 @@ int RunSend(const Arguments& arguments) {
         while (answers < sent && client->IsOpen() && service.run_one_until(end) != 0) {
         }
         if (answers < sent) throw std::runtime_error("no answer to message " + std::to_string(sent));
+        if (sent == count) break;
+        const auto next = std::chrono::steady_clock::now() + pause;
+        while (client->IsOpen() && service.run_one_until(next) != 0) {
+        }
     }
     return cSuccess;
 }
@@ -66,7 +71,8 @@ const Verb cSendVerb{"send",
                      "HOST:PORT TEXT",
                      "sends a length-prefixed message over TCP and prints the answer",
                      "An answer is printed as norvik serve prints messages.\n",
-                     {{"--count", "N", "send it N times, each after the answer to the one before (1)"}},
+                     {{"--count", "N", "send it N times, each after the answer to the one before (1)"},
+                      {"--every", "MS", "wait so long after each answer (0)"}},
                      &RunSend};
 
 }  // namespace NorvikTool
