@@ -55,6 +55,10 @@ public:
 struct Form {
     bool withLengths;  // before the messages, or kept apart by the platform
     LoopKind loop;
+
+    friend void PrintTo(const Form& form, std::ostream* out) {
+        *out << (form.withLengths ? "lengths" : "messages");
+    }
 };
 
 class NamedPipe : public testing::TestWithParam<Form> {
