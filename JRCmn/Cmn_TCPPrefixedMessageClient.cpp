@@ -202,6 +202,7 @@ void Cmn_TCPPrefixedMessageClient::Send(const unsigned char* inData, uint64_t in
         CloseConnection(false);
         return;
     }
+    const Buffer frame = MakeFrame(inData, inSize);
     const uint64_t frameSize = FrameAssembler::kLengthSize + inSize;
     mPendingSendDataSize += frameSize;
     if (mPendingSendDataSize >= cMaxPendingSendDataSize) {
@@ -210,7 +211,6 @@ void Cmn_TCPPrefixedMessageClient::Send(const unsigned char* inData, uint64_t in
         CloseConnection(false);
         return;
     }
-    const Buffer frame = MakeFrame(inData, inSize);
     // One operation for the whole frame: asio's composed write cuts it at 64 KB, and another frame could come between.
     mSocket->async_send(boost::asio::buffer(frame.get(), frameSize),
                         [client = weak_from_this(), connection = mConnection, frame, frameSize](

@@ -101,7 +101,7 @@ void Cmn_TCPServer::NotifyBindAddressChanged() {
     if (mState == EState::WaitingForBindAddress) {
         Cmn_Trace("%s: TCP server IP address changed to %s, will start listening.\n", mName.c_str(),
                   text.c_str());
-        StartListening(endpoint);
+        StartOrRetry(endpoint);
         return;
     }
     if (!CMN_VERIFY_AT(92, mState == EState::Listening)) return;
@@ -115,7 +115,17 @@ void Cmn_TCPServer::NotifyBindAddressChanged() {
     Cmn_Trace("%s: TCP server %s IP address changed to %s, will restart listening.\n", mName.c_str(),
               mBindAddressText.c_str(), text.c_str());
     StopListening();
-    StartListening(endpoint);
+    StartOrRetry(endpoint);
+}
+
+// For a start that no owner has asked for and sees fail: it is thrown into the loop, and tried again later.
+void Cmn_TCPServer::StartOrRetry(const Endpoint& endpoint) {
+    try {
+        StartListening(endpoint);
+    } catch (...) {
+        ScheduleRestart();
+        throw;
+    }
 }
 
 // ---- Accepting
@@ -133,9 +143,14 @@ void Cmn_TCPServer::AcceptNext() {
 void Cmn_TCPServer::DoOnClientAccepted(const std::weak_ptr<Cmn_TCPServer>& server, const Accept& accept,
                                        const error_code& error) {
     Cmn_TCPServer* const self = server.lock().get();
-    // An accept that ended because the server stopped, or moved to another address, is none any more.
-    if (self && self->mGeneration == accept.generation)
+    if (!self) return;
+    if (self->mGeneration == accept.generation) {
         self->OnClientAccepted(accept.socket, accept.peer, error);
+    } else if (!error && self->IsListening()) {
+        // Accepted just before the server moved to another address: connected clients stay.
+        self->TakeClient(accept.socket, accept.peer);
+    }
+    // An accept that ended because the server stopped or moved is no error.
 }
 
 void Cmn_TCPServer::OnClientAccepted(const std::shared_ptr<Socket>& inClientSocket,
@@ -156,15 +171,19 @@ void Cmn_TCPServer::OnClientAccepted(const std::shared_ptr<Socket>& inClientSock
     const auto acceptNext = [&] {
         if (!self.expired() && generation == mGeneration) AcceptNext();
     };
-    std::shared_ptr<Cmn_TCPClient_IF> client;
     try {
-        client = MakeClient(inClientSocket, inEndpoint);
+        TakeClient(inClientSocket, inEndpoint);
     } catch (...) {
         acceptNext();
         throw;
     }
-    if (client && !self.expired() && client.get() != mClosedEarly) mClients.insert(client);
     acceptNext();
+}
+
+void Cmn_TCPServer::TakeClient(const std::shared_ptr<Socket>& socket, const Endpoint& endpoint) {
+    const std::weak_ptr<Cmn_TCPServer> self = mSelf;
+    const auto client = MakeClient(socket, endpoint);
+    if (client && !self.expired() && client.get() != mClosedEarly) mClients.insert(client);
 }
 
 // A connection that no client takes is closed.
@@ -197,7 +216,7 @@ void Cmn_TCPServer::HandleConnectionClosed(const std::shared_ptr<Cmn_TCPClient_I
 void Cmn_TCPServer::ScheduleRestart() {
     const auto restart = [server = std::weak_ptr(mSelf), generation = mGeneration] {
         Cmn_TCPServer* const self = server.lock().get();
-        if (self && self->mGeneration == generation) self->StartListening();
+        if (self && self->mGeneration == generation) self->StartOrRetry(self->GetBindEndpoint());
     };
     const uint64_t now = NorvikLibInternal::ClockMilliseconds();
     const bool isFirst = mLastFailure == 0 || now - mLastFailure >= cQuietTime;

@@ -14,9 +14,10 @@
 // Threads:   the thread that runs the io_service, for all functions and the factory; no locks
 // Ownership: owns the acceptor and a share in each client. The io_service outlives the server. The factory and the clients'
 //            callbacks may stop and destroy the server; a client that outlives it may still call its closed callback.
-// Errors:    a bind or listen error is thrown as boost::system::system_error, out of StartListening, or into the io_service's run
-//            when the server has started itself again; it is stopped then and can be started. An accept error is traced, and
-//            the server restarts: at once, or after a pause of 10 ms to 1 s that grows as long as errors follow one another.
+// Errors:    a bind or listen error is thrown as boost::system::system_error: out of StartListening, and the server is stopped
+//            then and can be started; or, when the server has started itself again, into the io_service's run, and it goes on
+//            trying. An accept error is traced, and the server restarts: at once, or after a pause of 10 ms to 1 s that
+//            grows as long as errors follow one another. A server that waits for an address is no work for the io_service.
 //            The socket has SO_REUSEADDR, so that a restart does not wait for old connections to expire. On Windows this
 //            also lets any other program that sets it listen on the same port, and which of them gets a connection is not
 //            defined; Wine refuses the second one.
@@ -78,9 +79,11 @@ private:
     struct Accept;
 
     void StartListening(const Endpoint& endpoint);
+    void StartOrRetry(const Endpoint& endpoint);
     void AcceptNext();
     static void DoOnClientAccepted(const std::weak_ptr<Cmn_TCPServer>& server, const Accept& accept,
                                    const boost::system::error_code& error);
+    void TakeClient(const std::shared_ptr<Socket>& socket, const Endpoint& endpoint);
     std::shared_ptr<Cmn_TCPClient_IF> MakeClient(const std::shared_ptr<Socket>& socket,
                                                  const Endpoint& endpoint);
     void ScheduleRestart();

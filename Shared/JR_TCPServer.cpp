@@ -18,8 +18,8 @@ constexpr unsigned cKeepAliveInterval = 200;
 JR_TCPServer::JR_TCPServer(boost::asio::io_service& inService, ENetworkUser inNetworkUser,
                            unsigned short inPort, const std::string& inName, ClientFactory inClientFactory)
     : Cmn_TCPServer(inService, inName, std::move(inClientFactory)),
-      mAdapterConfig(inService, inNetworkUser, [this] { OnAdapterChanged(); }),
-      mPort(inPort) {}
+      mPort(inPort),
+      mAdapterConfig(inService, inNetworkUser, [this] { OnAdapterChanged(); }) {}
 
 JR_TCPServer::~JR_TCPServer() = default;
 
@@ -107,6 +107,7 @@ JR_TCPSingleClientMessageServer::JR_TCPSingleClientMessageServer(
 }
 
 JR_TCPSingleClientMessageServer::~JR_TCPSingleClientMessageServer() {
+    mPrivate->server.StopListening();  // a callback that destroys this one holds it until it returns
     mPrivate->client = nullptr;
 }
 

@@ -9,8 +9,7 @@
 //
 // Threads:   the thread that runs the io_service, for all functions and callbacks
 // Ownership: as Cmn_TCPServer. The callbacks may close, send, and destroy the server; none is called after that.
-// Errors:    as Cmn_TCPServer; without an address the server waits for one. A bind error right after a change of the address
-//            leaves the JR_TCPServer stopped, to be started by its owner.
+// Errors:    as Cmn_TCPServer; without an address the server waits for one
 // Units:     ports are numbers of the machine's order; sizes are bytes
 
 #include <cstdint>
@@ -38,10 +37,10 @@ protected:
 private:
     void OnAdapterChanged();
 
-    Cmn_NetworkAdapterConfig mAdapterConfig;
     const unsigned short mPort;
     bool mUsesAnyPort = false;
     Cmn_IPv4Address mLastBindAddress;
+    Cmn_NetworkAdapterConfig mAdapterConfig;  // calls OnAdapterChanged, so it comes last
 };
 
 class NORVIK_API JR_TCPSingleClientMessageServer {

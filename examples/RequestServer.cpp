@@ -5,6 +5,8 @@
 //
 // Requests are texts: "get NAME", "set NAME VALUE", "quit". An answer begins with "ok" or with "error: ".
 
+#include <boost/asio/executor_work_guard.hpp>
+
 #include <charconv>
 #include <chrono>
 #include <cstdio>
@@ -75,6 +77,8 @@ private:
 
 int Serve(unsigned short port) {
     boost::asio::io_service service;
+    // Without an adapter that has an address the server waits, and the loop with it.
+    const auto work = boost::asio::make_work_guard(service);
     SettingsServer server(service, port);  // throws when another program has the port
     const auto endpoint = server.GetEndpoint();
     std::printf("Serving on %s %d\n", endpoint.address().to_string().c_str(), endpoint.port());

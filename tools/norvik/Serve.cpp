@@ -124,7 +124,8 @@ const Verb cServeVerb{"serve",
                       "listens on a TCP port and answers length-prefixed messages",
                       "Prints every message as a line, length, blank and text, and answers with the same\n"
                       "bytes. Bytes that cannot be printed stand as \\xNN. With port 0 the system chooses\n"
-                      "one; the first line tells which.\n",
+                      "one; the first line tells which. A client with a million bytes of answers that it\n"
+                      "has not read is disconnected.\n",
                       {{"--bind", "ADDRESS", "of this machine; 0.0.0.0 for all of them (127.0.0.1)"},
                        {"--max", "BYTES", "the largest message with its 4 bytes of length (999999)"},
                        {"--count", "N", "end after N messages"},
