@@ -5,6 +5,7 @@
 #include "IPC/IPC_NamedPipe.h"
 #include "JRCmn/Internal/Cmn_Windows.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/MachineSettings.h"
 #include "tests/support/TempFolder.h"
 
 namespace {
@@ -71,6 +72,28 @@ TEST(ExamplePipeService, AnswersWhoeverComesUntilItIsToldToQuit) {
     EXPECT_EQ(service.Wait(kLimit), 0);
     EXPECT_EQ(service.Output(), "Serving on \\\\.\\PIPE\\" + name + "\r\n");
     EXPECT_EQ(ChildProcess(kProgram, {"serve"}, folder.Path()).Wait(kLimit), 2);
+}
+
+TEST(MachineExampleRequestServer, KeepsSettingsUntilItIsToldToQuit) {
+    const TempFolder folder;
+    MachineSettings machine;
+    machine.SetText(kSettings, "Network Adapter Remote Control", "loopback");
+    const char* const program = "ExampleRequestServer.exe";
+    ChildProcess server(program, {"serve"}, folder.Path());
+    const std::string greeting = "Serving on 127.0.0.1 ";
+    const std::string output = server.OutputWith("\n", kLimit);
+    ASSERT_TRUE(output.starts_with(greeting)) << output;
+    const std::string port = std::to_string(std::stoi(output.substr(greeting.size())));
+    const std::pair<const char*, const char*> cases[] = {{"get scene", "error: no such setting"},
+                                                         {"set scene 12", "ok"},
+                                                         {"get scene", "ok 12"},
+                                                         {"put scene", "error: expected"},
+                                                         {"quit", "ok"}};
+    for (const auto& [request, answer] : cases) {
+        ChildProcess ask(program, {"ask", "127.0.0.1", port, request}, folder.Path());
+        EXPECT_TRUE(ask.Output().starts_with(answer)) << request;
+    }
+    EXPECT_EQ(server.Wait(kLimit), 0);
 }
 
 }  // namespace
