@@ -54,7 +54,10 @@ struct JR_EmersonSBCController::Attempt {
 
 // ---- The library.
 
-JR_EmersonSBCController::JR_EmersonSBCController() {
+JR_EmersonSBCController::JR_EmersonSBCController(Empty) {}
+
+// By way of an object that is made already, so that the destructor releases the library also when this throws.
+JR_EmersonSBCController::JR_EmersonSBCController() : JR_EmersonSBCController(Empty()) {
     Cmn_Trace("Initializing SBC Library\n");
     if (LoadSBCLibrary()) {
         const uint32_t status = GetEApiFunctions().mspEApiLibInitialize.Get()();

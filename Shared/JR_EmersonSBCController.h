@@ -11,7 +11,8 @@
 //            decision to give up belong to the process: all controllers share them. The library calls the alert
 //            callback from whichever thread it likes.
 // Ownership: owns the loaded library and unloads it. A second controller beside the first is refused by the
-//            vendor's library ("already initialized") and stays inert.
+//            vendor's library ("already initialized") and stays inert. An alert callback is removed before the controller
+//            goes: the library would go on calling it.
 // Errors:    nothing throws, except std::bad_alloc. Without library, entry point or initialisation every operation
 //            gives its default (0, false, the empty text, the first enumerator) without a word. Otherwise a failure
 //            gives the default, too, and is reported, but only on a board of this maker: elsewhere the library may
@@ -149,6 +150,9 @@ public:
     static const char* GetName(tGPIOLevel level);  // only the high level has one
 
 private:
+    struct Empty {};
+    explicit JR_EmersonSBCController(Empty);
+
     struct Attempt;
 
     bool LoadSBCLibrary();

@@ -91,16 +91,18 @@ BoardVerdict NorvikLibInternal::ExamineBoard() {
 // The answer is kept before anything is said about it: a report may ask for it, and who comes second finds it. Two
 // threads that come first both look, and one of them speaks.
 EMotherboard JR_ShellApp::GetMotherboard(bool* outSuspectUnconfigured) {
-    static std::atomic<int32_t> sBoard{-1};
-    static std::atomic<bool> sSuspectUnconfigured{false}, sTraced{false};
-    if (sBoard.load() == -1) {
+    constexpr int32_t cSuspect = 0x100;  // beside the board's number, so that both are one answer
+    static std::atomic<int32_t> sAnswer{-1};
+    int32_t answer = sAnswer.load();
+    if (answer == -1) {
         const BoardVerdict verdict = ExamineBoard();
-        sSuspectUnconfigured = verdict.isSuspectUnconfigured;
-        sBoard = verdict.board;
-        if (verdict.isUnrecognised && !sTraced.exchange(true)) TraceUnrecognised(verdict);
+        const int32_t mine = verdict.board | (verdict.isSuspectUnconfigured ? cSuspect : 0);
+        const bool isFirst = sAnswer.compare_exchange_strong(answer, mine);
+        if (isFirst) answer = mine;
+        if (isFirst && verdict.isUnrecognised) TraceUnrecognised(verdict);
     }
-    if (outSuspectUnconfigured != nullptr) *outSuspectUnconfigured = sSuspectUnconfigured;
-    return static_cast<EMotherboard>(sBoard.load());
+    if (outSuspectUnconfigured != nullptr) *outSuspectUnconfigured = (answer & cSuspect) != 0;
+    return static_cast<EMotherboard>(answer & ~cSuspect);
 }
 
 const char* JR_ShellApp::GetMotherboardName(EMotherboard board) {

@@ -9,7 +9,7 @@
 //            return what it found. Two threads that come first at the same time find the same.
 // Ownership: texts are literals
 // Errors:    what cannot be read counts as missing. An unknown board is traced once, a number that is no board's is
-//            reported; nothing throws
+//            reported; nothing throws but std::bad_alloc
 // Units:     none. Answers never change while a process runs: marker files and settings count at the next start.
 
 #include "JRCmn/Cmn_Export.h"

@@ -145,13 +145,98 @@ TEST(JR_EmersonSBCController, OperationsCallTheLibraryAndReportFailuresOnAnEmers
     }
 }
 
-TEST_F(JR_EmersonController, EachStatusHasItsText) {
-    for (const EApiStatusText& status : kEApiStatuses) {
-        if (status.status == 0) continue;
-        board.Describe("EApiWDogStop = !" + std::to_string(status.status) + "\n");
-        controller->StopWatchDog();
-        EXPECT_TRUE(Traced(std::string("with error: ") + status.text + ".\n")) << status.text;
+// As the vendor and the published interface have them.
+TEST(JR_EmersonTables, AreThePublishedOnes) {
+    const std::pair<uint32_t, const char*> statuses[] = {
+        {0x0U, "EAPI success"},
+        {0xFFFFFFFFU, "EAPI library already uninitialized"},
+        {0xFFFFFFFEU, "EAPI library already initialized"},
+        {0xFFFFFFFDU, "EAPI memory allocation error"},
+        {0xFFFFFFFCU, "EAPI timeout in driver"},
+        {0xFFFFFEFFU, "EAPI invalid parameter"},
+        {0xFFFFFEFEU, "EAPI invalid block alignment"},
+        {0xFFFFFEFDU, "EAPI block length too long"},
+        {0xFFFFFEFCU, "EAPI GPIO set to invalid direction"},
+        {0xFFFFFEFBU, "EAPI invalid bitmask"},
+        {0xFFFFFEFAU, "EAPI watchdog timer already started"},
+        {0xFFFFFCFFU, "EAPI function or ID not supported"},
+        {0xFFFFFBFFU, "EAPI I2C device error"},
+        {0xFFFFFBFEU, "EAPI I2C timeout, clock pulled low too long"},
+        {0xFFFFFBFDU, "EAPI I2C bus is busy or bus collision detected"},
+        {0xFFFFFAFFU, "EAPI I2C read error"},
+        {0xFFFFFAFEU, "EAPI I2C write error"},
+        {0xFFFFF9FFU, "EAPI available data exceeds buffer size"},
+        {0xFFFFF8FFU, "EAPI threshold not configured"},
+        {0xFFFFF8FEU, "EAPI threshold exceeded"},
+        {0xFFFFF0FFU, "EAPI unknown error"}};
+    for (const auto& [status, text] : statuses)
+        EXPECT_STREQ(std::find_if(std::begin(kEApiStatuses), std::end(kEApiStatuses),
+                                  [s = status](const auto& row) { return row.status == s; })
+                         ->text,
+                     text);
+    EXPECT_EQ(std::size(kEApiStatuses), std::size(statuses));
+    const char* const values[] = {"Unknown",        "CPU Temp",           "Chipset Temp",
+                                  "System temp",    "Memory Temp",        "Voltage VCor",
+                                  "Voltage 2.5V",   "Voltage 3.3V",       "Voltage VBattery",
+                                  "Voltage 5V",     "Voltage 5V Standby", "Voltage 12V",
+                                  "Voltage 0.089V", "Voltage 0.105V",     "Voltage 1.2V",
+                                  "Voltage 1.8V",   "Voltage 1.5V",       "Voltage Char IAC",
+                                  "CPU Fan",        "System Fan",         "Memory Frequency",
+                                  "EAPI Version",   "Boot Count",         "Running Time",
+                                  "PnP ID",         "Platform Revision",  "Driver Version",
+                                  "Library Version"};
+    for (int id = 0; id < 28; ++id)
+        EXPECT_STREQ(Emerson::GetName(static_cast<Emerson::tBoardInfoValueID>(id)), values[id]);
+    const char* const entries[] = {"EApiLibInitialize",
+                                   "EApiLibUnInitialize",
+                                   "EApiBoardGetStringA",
+                                   "EApiBoardGetValue",
+                                   "EApiVgaGetBacklightEnable",
+                                   "EApiVgaSetBacklightEnable",
+                                   "EApiVgaGetBacklightBrightness",
+                                   "EApiVgaSetBacklightBrightness",
+                                   "EApiStorageCap",
+                                   "EApiStorageAreaRead",
+                                   "EApiStorageAreaWrite",
+                                   "EApiI2CGetBusCap",
+                                   "EApiI2CWriteReadRaw",
+                                   "EApiI2CReadTransfer",
+                                   "EApiI2CWriteTransfer",
+                                   "EApiI2CProbeDevice",
+                                   "EApiWDogGetCap",
+                                   "EApiWDogStart",
+                                   "EApiWDogTrigger",
+                                   "EApiWDogStop",
+                                   "EApiGPIOGetDirectionCaps",
+                                   "EApiGPIOGetDirection",
+                                   "EApiGPIOSetDirection",
+                                   "EApiGPIOGetLevel",
+                                   "EApiGPIOSetLevel",
+                                   "EApiSetHWMonitorThreshold",
+                                   "EApiAlertRegister",
+                                   "EApiAlertUnRegister",
+                                   "EApiAlertSetTimerInterval",
+                                   "EApiGetFanStepLevel",
+                                   "EApiSetFanStep",
+                                   "EApiCPUSetRatio",
+                                   "EApiCPUGetRatio",
+                                   "EApiCPUGetRatioRange",
+                                   "EApiCPUGetFrequency",
+                                   "EApiCPUGetNumber",
+                                   "EApiCPUGetUtilization"};
+    for (size_t i = 0; i < std::size(entries); ++i) {
+        EXPECT_STREQ(GetEApiFunctions().entries[i]->eapiName, entries[i]);
+        EXPECT_EQ(GetEApiFunctions().entries[i]->memberName, std::string("msp") + entries[i]);
     }
+}
+
+TEST_F(JR_EmersonController, RemovesTheAlertCallbackByTheNameThatTheVendorGivesIt) {
+    board.TakeCalls();
+    controller->RemoveAlertCallback();
+    EXPECT_EQ(board.TakeCalls(), "EApiAlterUnRegister|");
+}
+
+TEST_F(JR_EmersonController, AStatusWithoutATextShowsItsNumber) {
     board.Describe("EApiWDogStop = !0x12345678\n");
     controller->StopWatchDog();
     EXPECT_TRUE(Traced("with error: EAPI unknown status (0x12345678).\n"));

@@ -51,6 +51,7 @@ std::vector<std::string> Temperature(const char* name, unsigned degrees) {
 void AddValues(const Emerson& board, Rows& rows) {
     for (int id = Emerson::eBoardValue_VoltageVCor; id <= Emerson::eBoardValue_SystemFan; ++id) {
         const auto value = static_cast<Emerson::tBoardInfoValueID>(id);
+        if (value == Emerson::eBoardValue_Voltage1_8V) continue;  // reads what the 12 V line reads
         const unsigned number = board.GetBoardInfo(value);
         const char* unit = id < Emerson::eBoardValue_CPUFan ? " mV" : " rpm";
         rows.push_back({Emerson::GetName(value), number ? std::to_string(number) + unit : "not measured"});
