@@ -17,6 +17,7 @@ public:
     Builder& operator=(const Builder&) = delete;
 
     DNSServiceErrorType Add(const std::string& key, const std::string& value) {
+        if (key.find('\0') != key.npos) return kDNSServiceErr_Invalid;  // the library would take a part of it
         // data() is never null, which would mean a key without '='.
         return TXTRecordSetValue(&mRecord, key.c_str(), static_cast<uint8_t>(value.size()), value.data());
     }

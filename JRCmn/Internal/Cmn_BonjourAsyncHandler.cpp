@@ -13,9 +13,10 @@ SOCKET SocketOf(DNSServiceRef ref) {
 }
 
 // Whether a start that failed like this may succeed later without being asked differently.
-bool MayPass(const Cmn_BonjourError& error) {
+bool MayPass(const Cmn_BonjourError& error, bool isTiedToInterface) {
     switch (error.GetErrorCode()) {
-        case kDNSServiceErr_BadParam:
+        case kDNSServiceErr_BadParam:  // also the daemon's answer to an adapter that is not up at the moment
+            return isTiedToInterface && IsDnsSdLibraryLoaded();
         case kDNSServiceErr_Invalid:
         case kDNSServiceErr_BadFlags:
         case kDNSServiceErr_Unsupported:
@@ -59,7 +60,7 @@ Cmn_BonjourError Cmn_BonjourAsyncHandler::Start() {
         Cmn_Trace("Bonjour: %s returned error %s (%d).\n", mID.c_str(), error.ToString().c_str(),
                   error.GetErrorCode());
     }
-    if (MayPass(error)) mRetryTimer.Schedule();
+    if (MayPass(error, mIsTiedToInterface)) mRetryTimer.Schedule();
     OnError(error);
     return error;
 }

@@ -69,6 +69,8 @@ protected:
 
     // For results that are errors: the error path is taken when the library has returned.
     void SetResultError(DNSServiceErrorType error) { mResultError = error; }
+    // The start names an adapter, so that a refusal of its parameters may pass.
+    void SetTiedToInterface(bool isTied) { mIsTiedToInterface = isTied; }
     DNSServiceRef GetRef() const { return mRef; }
     IF_EventManager& GetEventManager() const { return mEventManager; }
     const std::string& GetID() const { return mID; }
@@ -98,6 +100,7 @@ private:
 
     const std::string mID;
     Cmn_Timer mRetryTimer;
+    bool mIsTiedToInterface = false;
     DNSServiceRef mRef = nullptr;
     bool mIsAllocated = false;
     void* mRecvReady = nullptr;  // of the platform's sockets

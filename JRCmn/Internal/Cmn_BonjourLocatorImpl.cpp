@@ -24,9 +24,9 @@ unsigned int FindInterface(ENetworkUser user) {
     std::vector<Adapter> adapters;
     GetAdapterCalls().list(adapters);
     const AdapterChoice choice = ChooseAdapter(adapters, setting.c_str());
-    // "This machine only", where its adapter has no index.
+    // "This machine only": the daemon does not search on the loopback adapter itself.
     constexpr uint32_t kLoopback = 0x0100007F;
-    if (choice.index == 0 && choice.address == kLoopback) return kDNSServiceInterfaceIndexLocalOnly;
+    if (choice.address == kLoopback) return kDNSServiceInterfaceIndexLocalOnly;
     return choice.index;
 }
 
@@ -61,9 +61,10 @@ void Cmn_BonjourLocatorImpl::Finish() {
 }
 
 Cmn_BonjourError Cmn_BonjourLocatorImpl::StartOperation(DNSServiceRef& ref) {
-    const Cmn_BonjourError error =
-        DNSServiceBrowse(&ref, 0, FindInterface(mNetworkUser), mServiceType.c_str(), "local.",
-                         &Cmn_BonjourLocatorImpl::OnBrowse, this);
+    const unsigned int interfaceIndex = FindInterface(mNetworkUser);
+    SetTiedToInterface(interfaceIndex != kDNSServiceInterfaceIndexAny);
+    const Cmn_BonjourError error = DNSServiceBrowse(&ref, 0, interfaceIndex, mServiceType.c_str(), "local.",
+                                                    &Cmn_BonjourLocatorImpl::OnBrowse, this);
     if (error.IsOK()) Cmn_Trace("Bonjour: Started discovery for %s.\n", mServiceType.c_str());
     return error;
 }
@@ -72,12 +73,12 @@ Cmn_BonjourError Cmn_BonjourLocatorImpl::StartOperation(DNSServiceRef& ref) {
 void Cmn_BonjourLocatorImpl::OnError(const Cmn_BonjourError& error) {
     const auto self = shared_from_this();
     DropAll();
-    mObserver->OnError(error);
+    Guarded([&] { mObserver->OnError(error); });
 }
 
 void Cmn_BonjourLocatorImpl::OnResolverError(const Cmn_BonjourError& error) {
     const auto self = shared_from_this();
-    mObserver->OnError(error);
+    Guarded([&] { mObserver->OnError(error); });
 }
 
 void Cmn_BonjourLocatorImpl::OnBrowse(DNSServiceRef, DNSServiceFlags flags, uint32_t interfaceIndex,
@@ -184,6 +185,7 @@ void Cmn_BonjourLocatorImpl::CompareTxtRecord(Details& details, const TxtRecord&
 // One for each announcement that is not answered yet.
 void Cmn_BonjourLocatorImpl::ReportDuplicates(Details& details) {
     for (; details.announcements > 0; --details.announcements) {
+        Cmn_Trace("Bonjour: Added service %s (%s).\n", details.service.mName.c_str(), mServiceType.c_str());
         details.TraceDuplicate();
         TraceServices();
         CMN_VERIFY_AT(156, false);
@@ -242,7 +244,7 @@ void Cmn_BonjourLocatorImpl::ReconfirmKnown(const Cmn_BonjourService& service) {
     if (error.IsOK()) return;
     Cmn_Trace("Bonjour: Reconfirming %s returned error %s (%d).\n", service.mName.c_str(),
               error.ToString().c_str(), error.GetErrorCode());
-    mObserver->OnError(error);
+    Guarded([&] { mObserver->OnError(error); });
 }
 
 void Cmn_BonjourLocatorImpl::ReconfirmAll() {
