@@ -37,20 +37,6 @@ void PrintDaemonState(const Cmn_BonjourError& error) {
     }
 }
 
-std::string Printable(const std::string& text) {
-    constexpr char cDigits[] = "0123456789ABCDEF";
-    std::string printable;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte >= 0x20 && byte != 0x7F && byte != '\\') {
-            printable += c;
-        } else {
-            printable += {'\\', 'x', cDigits[byte >> 4], cDigits[byte & 15]};
-        }
-    }
-    return printable;
-}
-
 std::string Printable(const TxtRecord& record) {
     std::string text;
     for (const auto& [key, value] : record) {

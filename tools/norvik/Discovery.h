@@ -8,6 +8,7 @@
 
 #include "JRCmn/Cmn_BonjourError.h"
 #include "JRCmn/Cmn_TxtRecord.h"
+#include "tools/norvik/Messages.h"
 #include "tools/norvik/Verb.h"
 
 namespace NorvikTool {
@@ -18,8 +19,6 @@ bool FindLibrary(const Arguments& arguments);
 // One line whenever the state is another than before.
 void PrintDaemonState(const Cmn_BonjourError& error);
 
-// With what cannot be printed as \xNN.
-std::string Printable(const std::string& text);
 // "key=value key=value"
 std::string Printable(const TxtRecord& record);
 

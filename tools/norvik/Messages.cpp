@@ -6,20 +6,22 @@
 
 namespace NorvikTool {
 
-std::string MessageText(const void* data, std::size_t size) {
+std::string Printable(std::string_view text) {
     constexpr char cDigits[] = "0123456789ABCDEF";
-    std::string text = std::to_string(size) + " ";
-    for (std::size_t i = 0; i < size; ++i) {
-        const unsigned char byte = static_cast<const unsigned char*>(data)[i];
-        if (byte < 0x20 || byte == 0x7F || byte == '\\') {
-            text += "\\x";
-            text += cDigits[byte >> 4];
-            text += cDigits[byte & 15];
+    std::string printable;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte != 0x7F && byte != '\\') {
+            printable += c;
         } else {
-            text += static_cast<char>(byte);
+            printable += {'\\', 'x', cDigits[byte >> 4], cDigits[byte & 15]};
         }
     }
-    return text;
+    return printable;
+}
+
+std::string MessageText(const void* data, std::size_t size) {
+    return std::to_string(size) + " " + Printable({static_cast<const char*>(data), size});
 }
 
 std::uint16_t ParsePort(const std::string& text, std::uint16_t minimum) {

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the verbs that exchange messages share.
+// What the verbs share that exchange messages with other programs, or show what they say.
 //
 // Threads:   any
 // Ownership: none
@@ -10,10 +10,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace NorvikTool {
 
-// "5 Hello": length and text, with what cannot be printed, and the backslash, as \xNN.
+// With what cannot be printed, and the backslash, as \xNN.
+std::string Printable(std::string_view text);
+
+// "5 Hello": length and text.
 std::string MessageText(const void* data, std::size_t size);
 
 std::uint16_t ParsePort(const std::string& text, std::uint16_t minimum);

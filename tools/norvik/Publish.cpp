@@ -2,8 +2,6 @@
 
 #include "JRCmn/Internal/Cmn_Windows.h"
 
-#include <charconv>
-
 #include "IPC/IPC_Event.h"
 #include "JRCmn/Cmn_BonjourServicePublisher.h"
 #include "JRCmn/Cmn_DefaultLog.h"
@@ -15,14 +13,6 @@ namespace NorvikTool {
 namespace {
 
 constexpr unsigned cStepMilliseconds = 500;
-
-unsigned short ParsePort(const std::string& text) {
-    unsigned short port = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-    if (error != std::errc() || end != text.data() + text.size() || port == 0)
-        throw UsageError("PORT is a number from 1 to 65535, not '" + text + "'");
-    return port;
-}
 
 TxtRecord ParseRecord(const std::vector<std::string>& words, size_t first) {
     TxtRecord record;
@@ -48,7 +38,7 @@ int RunPublish(const Arguments& arguments) {
     Cmn_DefaultLog::GetInstance().SetLogToTerminal(false);
     const std::vector<std::string>& words = arguments.Positionals();
     if (words.size() < 3) throw UsageError("expected: publish NAME TYPE PORT [key=value ...]");
-    const unsigned short port = ParsePort(words[2]);
+    const unsigned short port = ParsePort(words[2], 1);
     const TxtRecord record = ParseRecord(words, 3);
     if (!FindLibrary(arguments)) return cFailure;
 
