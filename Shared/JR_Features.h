@@ -190,7 +190,7 @@
 
 namespace Feature {
 
-#define NORVIK_ENUMERATOR(number, name, value, audience, description) name = number,
+#define NORVIK_ENUMERATOR(number, name, value, audience, description) name = (number),
 enum EFeature : int { NORVIK_FEATURES(NORVIK_ENUMERATOR) };
 #undef NORVIK_ENUMERATOR
 
