@@ -8,6 +8,7 @@
 #include "JRCmn/Cmn_String.h"
 #include "Shared/JR_EmersonSBCController.h"
 #include "tools/norvik/DemoSteps.h"
+#include "tools/norvik/OtherProcess.h"
 #include "tools/norvik/Verb.h"
 
 namespace NorvikTool {
@@ -19,9 +20,7 @@ constexpr char cStandinFolder[] = "..\\standins\\eapi\\";  // from the program's
 class SimulatedBoard {
 public:
     SimulatedBoard() {
-        char program[MAX_PATH];
-        const std::string path(program, ::GetModuleFileNameA(nullptr, program, sizeof program));
-        ::SetDllDirectoryA((path.substr(0, path.rfind('\\') + 1) + cStandinFolder).c_str());
+        ::SetDllDirectoryA((ProgramFolder() + cStandinFolder).c_str());
         Cmn_FolderFinder::FindFolder(mFile, eFolder_Root);
         mFile += "demo board.txt";
         ::SetEnvironmentVariableA("NORVIK_BOARD_FILE", mFile);

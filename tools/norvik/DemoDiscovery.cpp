@@ -51,9 +51,7 @@ private:
 };
 
 void UseStandinLibrary() {
-    char program[MAX_PATH];
-    const std::string path(program, ::GetModuleFileNameA(nullptr, program, sizeof program));
-    ::SetDllDirectoryA((path.substr(0, path.rfind('\\') + 1) + cStandinFolder).c_str());
+    ::SetDllDirectoryA((ProgramFolder() + cStandinFolder).c_str());
 }
 
 // Answers each client's messages with the same bytes.

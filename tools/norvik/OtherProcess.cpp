@@ -15,12 +15,13 @@ constexpr DWORD cKilled = 137;             // its exit code
 constexpr size_t cKeptLines = 100;
 constexpr size_t cLongestLine = 4'096;
 
+std::string ProgramPath() {
+    char path[MAX_PATH] = "";
+    return std::string(path, ::GetModuleFileNameA(nullptr, path, sizeof path));
+}
+
 std::string CommandLine(const std::vector<std::string>& words, const std::string& program) {
-    char buffer[MAX_PATH] = "";
-    ::GetModuleFileNameA(nullptr, buffer, sizeof buffer);
-    std::string path = buffer;
-    if (!program.empty()) path = path.substr(0, path.rfind('\\') + 1) + program;
-    std::string line = "\"" + path + "\"";
+    std::string line = "\"" + (program.empty() ? ProgramPath() : ProgramFolder() + program) + "\"";
     for (const std::string& word : words)
         line += " \"" + word + "\"";
     return line;
@@ -36,6 +37,11 @@ HANDLE MakeJob() {
 }
 
 }  // namespace
+
+std::string ProgramFolder() {
+    const std::string path = ProgramPath();
+    return path.substr(0, path.rfind('\\') + 1);
+}
 
 OtherProcess::OtherProcess(const std::vector<std::string>& words, const std::string& program)
     : mJob(MakeJob()) {

@@ -22,6 +22,9 @@
 
 namespace NorvikTool {
 
+// Where this program lies, with the stroke at the end.
+std::string ProgramFolder();
+
 class OtherProcess {
 public:
     // Words without quotes in them. The program's path counts from the folder of this one; empty is this one.
