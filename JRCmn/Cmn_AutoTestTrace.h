@@ -15,6 +15,7 @@
 
 namespace Cmn_AutoTestTrace {
 
+// Hands a failure's text to the automation.
 class NORVIK_API StrategyTraceSender_IF {
 public:
     virtual void Send(const char* failureText) = 0;  // the first slot

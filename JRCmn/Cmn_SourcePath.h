@@ -14,6 +14,7 @@
 
 namespace NorvikLibInternal {
 
+// A path as the report names it.
 template <std::size_t size>
 struct SourcePath {
     char text[size] = {};
