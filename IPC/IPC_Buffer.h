@@ -3,6 +3,7 @@
 // IPC_Buffer: a block of bytes that a message is read into.
 //
 //   IPC_Buffer buffer(4'096);
+//   int count = 0;
 //   pipe.Read(buffer.GetData(), buffer.GetCapacity(), &count, 1'000);
 //   buffer.SetCount(count);
 //

@@ -4,14 +4,20 @@
 // opens it and announces itself with a greeting that the server swallows.
 //
 //   class Meters : public IPC_NamedPipe {                       // a server that the event manager drives
+//   public:
+//       Meters() : IPC_NamedPipe(eReconnect_None, 0) {}
+//       ~Meters() override { Stop(1'000); }
+//
 //       void ProcessARead(IPC_Buffer* message) override {
 //           Write(message->GetData(), message->GetCount(), nullptr, 100);
 //           message->Reset();
 //       }
 //   };
+//   Meters meters;
 //   meters.InitServer("Meters", 4'096, -1);
 //   gIF_EventManager->RegisterHandler(&meters, "Meters pipe");
 //
+//   int count = 0;
 //   IPC_NamedPipe client(IPC_NamedPipe::eReconnect_OnWrite, 500);   // the other process, with blocking calls
 //   client.InitClient("Meters", 4'096);
 //   if (client.Connect(1'000)) client.WriteAndRead(request, size, answer, sizeof answer, &count, 1'000);

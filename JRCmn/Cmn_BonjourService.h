@@ -2,7 +2,7 @@
 
 // Cmn_BonjourService: a service that was found: one instance on one interface.
 //
-//   void OnDeskAdded(const Cmn_BonjourService& desk) { Connect({desk.mAddress, desk.mPort}); }
+//   void OnDeskAdded(const Cmn_BonjourService& desk) { Connect(desk.mAddress, desk.mPort); }
 //
 // Threads:   one object belongs to one thread at a time
 // Ownership: owns its texts

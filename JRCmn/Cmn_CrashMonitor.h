@@ -7,6 +7,8 @@
 //   int main() {
 //       Cmn_CrashMonitor::Install();
 //       Cmn_Assert::SetUnhandledExceptionCleanupFunc(&SwitchOutputsOff);
+//       ...
+//   }
 //
 // The steps are: failure line, stack, dump, cleanup function, flush of the log. One that crashes itself is
 // left out, the others still come. The process ends with the exception's code, or with 3 after std::terminate

@@ -6,7 +6,7 @@
 //   if (socket.Open() == 0 && socket.Bind(Cmn_IPv4Address::GetAddrAny(), 514) == 0) socket.StartReading();
 //
 //   Cmn_DatagramSocket client(&OnAnswer, {});
-//   if (client.Open() == 0 && client.Connect(server, 514) == 0) client.Send(text, length);
+//   if (client.Open() == 0 && client.Connect(server, 514) == 0) client.Send(text.c_str(), text.GetLength());
 //
 // Threads, Ownership: as Cmn_BasicSocket
 // Errors:    codes of Winsock, traced. A peer whose port is closed does not end reading: the reports about it are switched off

@@ -2,7 +2,7 @@
 
 // Cmn_SimpleEventHandler: calls a small callable, kept by value, whenever a handle is signalled.
 //
-//   Cmn_SimpleEventHandler changed(event, [this] { OnAddressChange(); }, "Address change");
+//   Cmn_SimpleEventHandler changed(event.GetHandle(), [this] { OnAddressChange(); }, "Address change");
 //
 // Threads:   made and destroyed on the thread of the default event manager, which makes the calls there
 // Ownership: the handle stays the caller's; it must be open until this object is gone. The callable is part of this

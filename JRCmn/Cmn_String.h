@@ -6,7 +6,7 @@
 //   Cmn_String name = "Channel";
 //   name.Join("7", " ");                              // "Channel 7"
 //   line.Printf("%-12s %5.1f dB\n", name.c_str(), level);
-//   for (const Cmn_String& field : record.Split(',', true)) values.push_back(field.AsInt32());
+//   for (const Cmn_String& field : row.Split(',', true)) values.push_back(field.AsInt32());
 //
 // Threads:   copies of a text may live and die on different threads; one object belongs to one at a time
 // Ownership: a heap block (counter, size, length, characters, NUL) shared between copies and released by

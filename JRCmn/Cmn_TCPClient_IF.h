@@ -3,7 +3,7 @@
 // Cmn_TCPClient_IF: one end of a TCP connection, as servers (Cmn_TCPServer.h) hold it.
 //
 //   class MeterClient : public Cmn_TCPClient_IF { ... };
-//   server: std::make_shared<MeterClient>(socket)
+//   server: const std::shared_ptr<Cmn_TCPClient_IF> client = std::make_shared<MeterClient>();
 //
 // Threads:   the io_service's
 // Ownership: always by std::shared_ptr; completions and callbacks hold weak pointers

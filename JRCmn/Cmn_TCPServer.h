@@ -5,7 +5,9 @@
 // that it is bound to changes.
 //
 //   class MeterServer : public Cmn_TCPServer {
-//       MeterServer(boost::asio::io_service& service) : Cmn_TCPServer(service, "Meters", &MakeClient) {}
+//   public:
+//       MeterServer(boost::asio::io_service& service) : Cmn_TCPServer(service, "Meters", &MakeMeterClient) {}
+//   protected:
 //       Endpoint GetBindEndpoint() override { return {boost::asio::ip::address_v4::loopback(), 5000}; }
 //   };
 //   MeterServer server(service);

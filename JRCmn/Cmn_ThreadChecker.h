@@ -3,8 +3,9 @@
 // Cmn_ThreadChecker: reports when an object is used by another thread than the one that it belongs to.
 //
 //   Cmn_ThreadChecker mChecker;
-//   void Desk::Move() {
+//   void Move() {
 //       mChecker.InitIfNeededAndCheck();   // belongs to the thread that comes first
+//   }
 //
 // Threads:   any; the check costs one atomic operation
 // Ownership: none

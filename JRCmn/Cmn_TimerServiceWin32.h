@@ -3,6 +3,7 @@
 // Cmn_TimerServiceWin32: the timers of one event manager: any number of them on a single platform timer. The manager
 // makes and owns it; programs reach it through Cmn_TimerService, Cmn_Timer and Cmn_PeriodicTimer.
 //
+//   Cmn_EventManager manager;
 //   manager.GetTimerService().RegisterOneShotEvent(500, &Retry, "Retry");
 //
 // A pass runs all that is due, in the order of the due times and, among equals, of registration. What a function

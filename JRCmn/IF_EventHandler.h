@@ -7,6 +7,8 @@
 //       void* GetEventToWaitOn() override { return mDoorOpened.GetHandle(); }
 //       void RespondToEvent() override { mDoorOpened.Reset(); ShowDoor(); }
 //       Cmn_String GetLastEventDescription() override { return "DoorWatch/opened"; }
+//       IPC_Event mDoorOpened;
+//   };
 //
 // For a handle and a function without a class there are IPC_EventHandler and Cmn_SimpleEventHandler.
 //

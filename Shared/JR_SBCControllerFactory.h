@@ -3,7 +3,7 @@
 // JR_SBCControllerFactory: makes the board controller of the machine that the program runs on.
 //
 //   const std::unique_ptr<JR_SBCController_IF> board(JR_SBCControllerFactory().CreateSBCController());
-//   if (!board) return;   // a desktop, an engine: no board services
+//   if (!board) return false;   // a desktop, an engine: no board services
 //
 // Threads:   one at a time; the first call is best made while the program starts (JR_ShellApp.h says why)
 // Ownership: the caller owns and deletes what it gets; the factory keeps nothing
