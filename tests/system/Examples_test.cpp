@@ -5,10 +5,15 @@
 #include "IPC/IPC_NamedPipe.h"
 #include "JRCmn/Internal/Cmn_Windows.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/DnsSdDaemon.h"
 #include "tests/support/MachineSettings.h"
 #include "tests/support/TempFolder.h"
 
 namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
 
 constexpr unsigned kLimit = 30'000;
 const char* const kProgram = "ExamplePipeService.exe";
@@ -94,6 +99,35 @@ TEST(MachineExampleRequestServer, KeepsSettingsUntilItIsToldToQuit) {
         EXPECT_TRUE(ask.Output().starts_with(answer)) << request;
     }
     EXPECT_EQ(server.Wait(kLimit), 0);
+}
+
+TEST(ExampleFirstTrace, TellsWhereItsRunIs) {
+    const TempFolder folder;
+    ChildProcess first("ExampleFirstTrace.exe", {}, folder.Path());
+    EXPECT_EQ(first.Wait(kLimit), 0);
+    std::string path = first.Output();
+    ASSERT_THAT(path, EndsWith("\\Logs\\Run #1 ExampleFirstTrace - 01.log\r\n"));
+    const std::string log = ReadWholeFile(path.substr(0, path.size() - 2));
+    EXPECT_THAT(log, HasSubstr(" Channel 3 is at -6.0 dB.\r\n"));
+    EXPECT_THAT(log, HasSubstr("'channel >= 1 && channel <= 48' failed in examples\\FirstTrace.cpp("));
+    EXPECT_LT(log.size(), 100'000u) << "a thousand failures of one place";
+}
+
+TEST(ExampleLoop, CountsToThree) {
+    const TempFolder folder;
+    ChildProcess loop("ExampleLoop.exe", {}, folder.Path());
+    EXPECT_EQ(loop.Wait(kLimit), 0);
+    EXPECT_EQ(loop.Output(), "48 channels\r\ntick 1\r\ntick 2\r\ntick 3\r\n");
+}
+
+TEST(ExampleMeters, TheDeskFindsTheEngineAndShowsItsReadings) {
+    const TempFolder folder;
+    const DnsSdDaemon daemon;
+    ChildProcess desk("ExampleMeters.exe", {"desk", DnsSdDaemon::Folder()}, folder.Path());
+    ChildProcess engine("ExampleMeters.exe", {"engine", DnsSdDaemon::Folder()}, folder.Path());
+    EXPECT_EQ(desk.Wait(kLimit), 0);
+    EXPECT_THAT(desk.Output(), StartsWith("Found Engine\r\nreading "));
+    engine.Kill();
 }
 
 }  // namespace
