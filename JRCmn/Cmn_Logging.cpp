@@ -65,10 +65,11 @@ public:
 private:
     static HANDLE Create() {
         constexpr DWORD kUse = SYNCHRONIZE | MUTEX_MODIFY_STATE;
-        // Programs of other users open what the first one made.
-        SECURITY_DESCRIPTOR everybody;
-        ::InitializeSecurityDescriptor(&everybody, SECURITY_DESCRIPTOR_REVISION);
-        ::SetSecurityDescriptorDacl(&everybody, TRUE, nullptr, FALSE);
+        // Programs of other users open what the first one made. Written by hand: the DLL of the functions that would
+        // do it costs every program a millisecond.
+        SECURITY_DESCRIPTOR everybody = {};
+        everybody.Revision = SECURITY_DESCRIPTOR_REVISION;
+        everybody.Control = SE_DACL_PRESENT;  // and no list: all access
         SECURITY_ATTRIBUTES attributes = {sizeof attributes, &everybody, FALSE};
         const HANDLE shared = ::CreateMutexExA(&attributes, "Global\\NorvikLib Log Folder", 0, kUse);
         return shared ? shared : ::CreateMutexExA(&attributes, "NorvikLib Log Folder", 0, kUse);

@@ -42,7 +42,7 @@ bool Cmn_Registry::Open(void* root, const char* path, ERegistryAccess access) {
 
 void Cmn_Registry::Close() {
     if (mKey == nullptr) return;
-    ::RegCloseKey(Key(mKey));
+    GetRegistryCalls().closeKey(Key(mKey));
     mKey = nullptr;
 }
 

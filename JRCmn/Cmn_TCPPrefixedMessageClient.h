@@ -33,6 +33,10 @@
 
 #include "JRCmn/Cmn_TCPClient_IF.h"
 
+#if defined(__MINGW32__) && !defined(BOOST_ASIO_HAS_PTHREADS)
+#error Define BOOST_ASIO_HAS_PTHREADS=1 (docs/using.md): program and library would share an io_service of two layouts.
+#endif
+
 namespace NorvikLibInternal {
 class FrameAssembler;
 }

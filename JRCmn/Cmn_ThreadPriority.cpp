@@ -56,7 +56,7 @@ bool EnablePrivilege(HANDLE token) {
     TOKEN_PRIVILEGES privileges = {};
     privileges.PrivilegeCount = 1;
     privileges.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
-    if (!::LookupPrivilegeValueA(nullptr, "SeIncreaseBasePriorityPrivilege", &privileges.Privileges[0].Luid))
+    if (!gLookupPrivilegeValue(nullptr, "SeIncreaseBasePriorityPrivilege", &privileges.Privileges[0].Luid))
         return false;
     // It also succeeds when the account does not have the privilege, and says so in the last error.
     return GetThreadCalls().adjustPrivileges(token, FALSE, &privileges, 0, nullptr, nullptr) &&

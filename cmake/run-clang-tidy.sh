@@ -29,5 +29,5 @@ check() {
 export -f check
 export passed build
 
-grep -o '"file": "[^"]*"' "$build/compile_commands.json" | cut -d'"' -f4 | grep -v "^$build/" | sort -u |  # generated sources are left out
+grep -o '"file": "[^"]*\.cpp"' "$build/compile_commands.json" | cut -d'"' -f4 | grep -v "^$build/" | sort -u |  # generated sources are left out
     xargs -P 2 -I{} bash -c 'check {}'

@@ -55,7 +55,7 @@ uint64_t ClockMilliseconds() {
     // A burst of lines asks many times in one millisecond. While the processor's own counter says that next to no time has
     // passed since the last reading, that reading is the answer. A counter that jumps, or that differs between
     // processors, only leads to another reading.
-    const uint64_t cycles = __builtin_ia32_rdtsc();
+    const uint64_t cycles = ReadTimeStampCounter();
     if (cycles - gReadAtCycles.load(std::memory_order_acquire) < kCyclesOfNoTime) {
         return gLastReading.load(std::memory_order_relaxed);
     }

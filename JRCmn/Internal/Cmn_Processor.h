@@ -4,6 +4,8 @@
 //
 // Threads: any.  Ownership, errors: none.  Units: milliseconds.
 
+#include <emmintrin.h>
+
 #include <thread>
 
 #if defined(_WIN32)
@@ -20,7 +22,7 @@ inline unsigned ProcessorCount() {
 }
 
 inline void PauseProcessor() {
-    __builtin_ia32_pause();
+    _mm_pause();
 }
 
 // Lets another thread run that is ready on this processor.

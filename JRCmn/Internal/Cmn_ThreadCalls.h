@@ -26,6 +26,13 @@ using QueryThread = LONG(NTAPI*)(HANDLE thread, LONG kind, void* data, ULONG siz
 using SetThread = LONG(NTAPI*)(HANDLE thread, LONG kind, void* data, ULONG size);
 using StatusToError = ULONG(NTAPI*)(LONG status);
 
+// Bound on demand: only real-time threads ask for the privilege.
+inline DynamicFunction<decltype(&::OpenProcessToken)> gOpenProcessToken("advapi32.dll", "OpenProcessToken");
+inline DynamicFunction<decltype(&::LookupPrivilegeValueA)> gLookupPrivilegeValue("advapi32.dll",
+                                                                                 "LookupPrivilegeValueA");
+inline DynamicFunction<decltype(&::AdjustTokenPrivileges)> gAdjustTokenPrivileges("advapi32.dll",
+                                                                                  "AdjustTokenPrivileges");
+
 struct ThreadCalls {
     decltype(&::CreateThread) createThread = &::CreateThread;
     decltype(&::ResumeThread) resumeThread = &::ResumeThread;
@@ -33,8 +40,12 @@ struct ThreadCalls {
     decltype(&::GetThreadContext) getContext = &::GetThreadContext;
     decltype(&::SetThreadPriority) setPriority = &::SetThreadPriority;
     decltype(&::SetThreadPriorityBoost) setPriorityBoost = &::SetThreadPriorityBoost;
-    decltype(&::OpenProcessToken) openProcessToken = &::OpenProcessToken;
-    decltype(&::AdjustTokenPrivileges) adjustPrivileges = &::AdjustTokenPrivileges;
+    decltype(&::OpenProcessToken) openProcessToken = [](auto... arguments) {
+        return gOpenProcessToken(arguments...);
+    };
+    decltype(&::AdjustTokenPrivileges) adjustPrivileges = [](auto... arguments) {
+        return gAdjustTokenPrivileges(arguments...);
+    };
     QueryThread queryThread = FindNative<QueryThread>("NtQueryInformationThread");
     SetThread setThread = FindNative<SetThread>("NtSetInformationThread");
     StatusToError statusToError = FindNative<StatusToError>("RtlNtStatusToDosError");

@@ -1,0 +1,2 @@
+// What every program pays.
+int main() {}
