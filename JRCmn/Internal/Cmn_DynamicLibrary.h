@@ -72,4 +72,16 @@ private:
     std::atomic<bool> mBound{false};
 };
 
+// A DynamicFunction as a plain function pointer, for tables of calls; `missing` is the answer where there is no such
+// function.
+//
+//   calls.monitorFromPoint = &OrMissing<gMonitorFromPoint, nullptr>::Call;
+template <auto& function, auto missing>
+struct OrMissing {
+    template <typename Result, typename... Arguments>
+    static Result WINAPI Call(Arguments... arguments) {
+        return function ? function(arguments...) : static_cast<Result>(missing);
+    }
+};
+
 }  // namespace NorvikLibInternal
