@@ -10,6 +10,7 @@
 // Errors:    an unknown code reads "error <code>"
 // Units:     platform error codes
 
+#include "JRCmn/Cmn_Export.h"
 #include "JRCmn/Cmn_String.h"
 #include "JRCmn/Internal/Cmn_Windows.h"
 
@@ -29,6 +30,6 @@ private:
 };
 
 // "Access denied.": the system's description without its line end.
-Cmn_String DescribeSystemError(DWORD error);
+NORVIK_API Cmn_String DescribeSystemError(DWORD error);
 
 }  // namespace NorvikLibInternal

@@ -7,6 +7,7 @@
 #include "JRCmn/Cmn_DefaultLog.h"
 #include "JRCmn/Cmn_EventManager.h"
 #include "JRCmn/Cmn_Time.h"
+#include "JRCmn/Internal/Cmn_DnsSdLibrary.h"
 #include "tools/norvik/Discovery.h"
 
 namespace NorvikTool {
@@ -79,8 +80,23 @@ private:
     Cmn_BonjourLocator mLocator;
 };
 
+// Whether there is a library and a daemon behind it, and which. A search for a type that nobody offers tells: it fails
+// at once without a daemon.
+int PrintStatus(const Arguments& arguments) {
+    if (!arguments.Positionals().empty()) throw UsageError("--status takes no TYPE");
+    if (!FindLibrary(arguments)) return cFailure;
+    Search search("_norvik-status._tcp", false);
+    if (search.HasFailed()) return cFailure;
+    std::uint32_t version = 0, size = sizeof version;
+    if (NorvikLibInternal::DNSServiceGetProperty(NorvikLibInternal::kDNSServiceProperty_DaemonVersion,
+                                                 &version, &size) == 0)
+        Print("Version of the daemon: " + std::to_string(version) + "\n");
+    return cSuccess;
+}
+
 int RunDiscover(const Arguments& arguments) {
     Cmn_DefaultLog::GetInstance().SetLogToTerminal(false);
+    if (arguments.Has("--status")) return PrintStatus(arguments);
     if (arguments.Positionals().size() != 1)
         throw UsageError("expected: discover TYPE, for example _desk._tcp");
     if (!FindLibrary(arguments)) return cFailure;
@@ -106,7 +122,8 @@ const Verb cDiscoverVerb{
     "lists the services of a type on the network, live",
     "TYPE is for example _desk._tcp. A line is: + (there), ~ (changed) or - (gone), name,\n"
     "host, address, port, interface, TXT record. Ends by Ctrl+C.\n",
-    {{"--once", nullptr, "collect until nothing new came for a second (5 at most), and end"},
+    {{"--status", nullptr, "only whether the library is there and its daemon runs, without TYPE"},
+     {"--once", nullptr, "collect until nothing new came for a second (5 at most), and end"},
      {"--library", "DIR", "a folder in which to look for dnssd.dll, too"}},
     &RunDiscover};
 

@@ -10,8 +10,11 @@
 #include "JRCmn/Cmn_Logging.h"
 #include "JRCmn/Internal/Cmn_Handle.h"
 #include "tools/norvik/LogFolder.h"
+#include "tools/norvik/LogPage.h"
 #include "tools/norvik/LogReports.h"
 #include "tools/norvik/LogText.h"
+#include "tools/norvik/OutputFile.h"
+#include "tools/norvik/Utf8.h"
 #include "tools/norvik/Verb.h"
 
 namespace NorvikTool {
@@ -143,6 +146,22 @@ int Reports(const Files& files, const std::string& scope, FailureTable::Order or
     return cSuccess;
 }
 
+int WritePage(const Files& files, const std::string& scope, const std::string& path) {
+    OutputFile output(path);
+    LogPage page(ToUtf8(scope));
+    // The one begun first comes first.
+    for (auto file = files.rbegin(); file != files.rend(); ++file) {
+        std::vector<LogLine> lines = ReadLog(ReadBytes(file->path));
+        for (LogLine& line : lines)
+            line.text = ToUtf8(line.text);
+        page.AddFile(ToUtf8(file->fileName), lines, &ZoneOffsetAt);
+    }
+    output.Write(page.Html());
+    output.Finish();
+    Print(path + "\n");
+    return cSuccess;
+}
+
 // ---- Live view
 
 // Set by Ctrl+C. The process keeps it to its end.
@@ -251,38 +270,32 @@ void Require(bool condition, const char* complaint) {
 
 void CheckUsage(const Arguments& arguments) {
     const bool follow = arguments.Has("--follow"), reports = arguments.Has("--reports");
-    const bool named = !arguments.Positionals().empty();
-    Require(!follow || !reports, "--follow and --reports exclude each other");
-    Require(!arguments.Has("--all") || reports, "--all goes with --reports");
+    const bool page = arguments.Has("--html"), named = !arguments.Positionals().empty();
+    Require(follow + reports + page <= 1, "--follow, --reports and --html exclude each other");
+    Require(!arguments.Has("--all") || reports || page, "--all goes with --reports or --html");
     Require(!arguments.Has("--all") || !named, "--all and a FILE or run exclude each other");
     Require(!arguments.Has("--recent") || reports, "--recent goes with --reports");
     Require(!arguments.Has("--count") || follow, "--count goes with --follow");
     Require(!follow || arguments.Positionals().size() <= 1, "--follow takes one FILE or run");
-    const bool printsLines = follow || (named && !reports);
+    const bool printsLines = follow || (named && !reports && !page);
     Require(!arguments.Has("--raw") || printsLines, "--raw goes with a FILE, a run or --follow");
     Require(!arguments.Has("--lines") || printsLines, "--lines goes with a FILE, a run or --follow");
     arguments.Number("--lines", 0);
     arguments.Number("--count", 1, 1);
 }
 
-int RunReports(const Arguments& arguments, const std::string& folder, Files files) {
-    const auto order =
-        arguments.Has("--recent") ? FailureTable::Order::MostRecent : FailureTable::Order::MostFrequent;
+// What a summary is about: the files that are named, or the newest run, or all. Gives it a title.
+std::string ChooseFiles(const Arguments& arguments, const std::string& folder, Files& files) {
     std::string scope;
-    if (files.empty()) {
-        files = ListLogs(folder);
-        if (files.empty()) throw std::runtime_error("there are no logs in " + folder);
-        scope = "All runs";
-        if (!arguments.Has("--all")) {
-            const std::uint64_t run = files[0].name->run;
-            scope = "Run " + std::to_string(run);
-            files = OfRun(files, run);
-        }
-    } else {
-        for (const std::string& word : arguments.Positionals())
-            scope += (scope.empty() ? "" : ", ") + (IsNumber(word) ? "Run " + word : word);
-    }
-    return Reports(files, scope, order);
+    for (const std::string& word : arguments.Positionals())
+        scope += (scope.empty() ? "" : ", ") + (IsNumber(word) ? "Run " + word : word);
+    if (!files.empty()) return scope;
+    files = ListLogs(folder);
+    if (files.empty()) throw std::runtime_error("there are no logs in " + folder);
+    if (arguments.Has("--all")) return "All runs";
+    const std::uint64_t run = files[0].name->run;
+    files = OfRun(files, run);
+    return "Run " + std::to_string(run);
 }
 
 int RunLogs(const Arguments& arguments) {
@@ -291,7 +304,16 @@ int RunLogs(const Arguments& arguments) {
     Files files = Named(arguments.Positionals(), folder);
     if (arguments.Has("--follow"))
         return LiveView(folder, files.empty() ? std::nullopt : std::optional(files[0]), arguments).Run();
-    if (arguments.Has("--reports")) return RunReports(arguments, folder, std::move(files));
+    if (arguments.Has("--reports")) {
+        const std::string scope = ChooseFiles(arguments, folder, files);
+        return Reports(
+            files, scope,
+            arguments.Has("--recent") ? FailureTable::Order::MostRecent : FailureTable::Order::MostFrequent);
+    }
+    if (arguments.Has("--html")) {
+        const std::string scope = ChooseFiles(arguments, folder, files);
+        return WritePage(files, scope, arguments.Text("--html", ""));
+    }
     return files.empty() ? List(folder) : PrintFiles(files, arguments);
 }
 
@@ -301,7 +323,7 @@ extern const Verb cLogsVerb;
 const Verb cLogsVerb{
     "logs",
     "[FILE-or-run...]",
-    "lists the logs, prints them in the order of writing, groups failures, follows a live log",
+    "lists the logs, prints them in the order of writing, groups failures, follows a live log, makes a page",
     "Without arguments, lists the logs of all runs, the one begun last first, with the time of\n"
     "its last line and the number of failure lines in it.\n"
     "\n"
@@ -314,11 +336,15 @@ const Verb cLogsVerb{
     "many lines say so, and its newest expression or message. Failures that name no place are\n"
     "taken together when their messages differ in numbers only.\n"
     "\n"
+    "With --html, writes one page for a browser, of the same files: time line, failures by place,\n"
+    "blocked loops with their stacks, and all lines, to be searched. It needs no network.\n"
+    "\n"
     "With --follow, prints each new line as it is written, until Ctrl+C, and goes on with a newer\n"
     "log when one is begun, unless a FILE or run was given.\n",
     {
         {"--reports", nullptr, "group the failures of the newest run, or of the files and runs given"},
-        {"--all", nullptr, "with --reports: of all runs"},
+        {"--html", "FILE", "a page for a browser of the newest run, or of the files and runs given"},
+        {"--all", nullptr, "with --reports or --html: of all runs"},
         {"--recent", nullptr, "with --reports: the most recent first"},
         {"--follow", nullptr, "live view of the newest log, or of the one given"},
         {"--lines", "N", "only the last N lines of what is there already (--follow: 10)"},

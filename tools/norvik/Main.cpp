@@ -14,6 +14,7 @@ namespace NorvikTool {
     VERB(DemoPart)         \
     VERB(Board)            \
     VERB(Logs)             \
+    VERB(Collect)          \
     VERB(Pipe)             \
     VERB(Serve)            \
     VERB(Send)             \

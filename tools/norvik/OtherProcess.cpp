@@ -11,8 +11,8 @@ namespace {
 using NorvikLibInternal::KernelHandle;
 
 constexpr unsigned cKillTimeout = 10'000;  // ms
+constexpr unsigned cEndTimeout = 1'000;    // ms, from the end of its output to its own
 constexpr DWORD cKilled = 137;             // its exit code
-constexpr size_t cKeptLines = 100;
 constexpr size_t cLongestLine = 4'096;
 
 std::string ProgramPath() {
@@ -43,8 +43,9 @@ std::string ProgramFolder() {
     return path.substr(0, path.rfind('\\') + 1);
 }
 
-OtherProcess::OtherProcess(const std::vector<std::string>& words, const std::string& program)
-    : mJob(MakeJob()) {
+OtherProcess::OtherProcess(const std::vector<std::string>& words, const std::string& program,
+                           std::size_t keptLines)
+    : mJob(MakeJob()), mKeptLines(keptLines) {
     SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
     HANDLE readEnd = nullptr, writeEnd = nullptr;
     ::CreatePipe(&readEnd, &writeEnd, &inherited, 0);
@@ -95,7 +96,7 @@ long OtherProcess::ReadLines() {
     while (::ReadFile(mOutput.Get(), buffer, sizeof buffer, &size, nullptr) && size != 0) {
         const IPC_BenaphoreLocker locker(mLock);
         for (const char c : std::string_view(buffer, size)) {
-            if (c == '\n' && mLines.size() < cKeptLines) mLines.push_back(rest);
+            if (c == '\n' && mLines.size() < mKeptLines) mLines.push_back(rest);
             if (c == '\n') {
                 rest.clear();
             } else if (rest.size() < cLongestLine) {
@@ -134,6 +135,12 @@ std::vector<std::string> OtherProcess::FirstLines() const {
 
 bool OtherProcess::Wait(unsigned timeoutMs) {
     return !mProcess || ::WaitForSingleObject(mProcess.Get(), timeoutMs) == WAIT_OBJECT_0;
+}
+
+bool OtherProcess::WaitForOutput(unsigned timeoutMs, unsigned long& exitCode) {
+    // No line begins so: this waits for the end of the output, which is the last that the process does.
+    WaitForLine("\n", timeoutMs);
+    return Wait(cEndTimeout) && mProcess && ::GetExitCodeProcess(mProcess.Get(), &exitCode);
 }
 
 bool OtherProcess::Kill() {

@@ -28,18 +28,21 @@ std::string ProgramFolder();
 class OtherProcess {
 public:
     // Words without quotes in them. The program's path counts from the folder of this one; empty is this one.
-    explicit OtherProcess(const std::vector<std::string>& words, const std::string& program = "");
+    explicit OtherProcess(const std::vector<std::string>& words, const std::string& program = "",
+                          std::size_t keptLines = 100);
     ~OtherProcess();
     OtherProcess(const OtherProcess&) = delete;
     OtherProcess& operator=(const OtherProcess&) = delete;
 
-    // Whether one of its first lines (output and errors, the first 100 are kept) begins so. False after the time, or when
-    // its output has ended without.
+    // Whether one of its first lines (output and errors; no more are kept than the constructor was told) begins so. False
+    // after the time, or when its output has ended without.
     bool WaitForLine(const std::string& beginning, unsigned timeoutMs);
     std::vector<std::string> FirstLines() const;
 
     // Whether it has ended.
     bool Wait(unsigned timeoutMs);
+    // The same, with its exit code and all of its output.
+    bool WaitForOutput(unsigned timeoutMs, unsigned long& exitCode);
     // Ends it without a word to it. Whether it has ended.
     bool Kill();
 
@@ -50,6 +53,7 @@ private:
     NorvikLibInternal::KernelHandle mJob, mProcess, mOutput;
     mutable IPC_Benaphore mLock;  // of the lines
     std::vector<std::string> mLines;
+    const std::size_t mKeptLines;
     bool mIsOutputOver = false;
     IPC_Event mNews;  // another line, or the end
     Cmn_Thread mReader{"Other process", eNormal, 0};

@@ -45,13 +45,14 @@ Feature::EFeature At(int number) {
     return static_cast<Feature::EFeature>(number);
 }
 
-int List(bool onlyPublic) {
+int List(bool onlyPublic, bool onlyChanged) {
     const Manager manager;
     std::vector<std::vector<std::string>> rows = {{"", "No.", "Feature", "Value", "Default", "What it does"}};
     for (int i = 0; i < Feature::Count; ++i) {
         const JR_FeatureToggle toggle(At(i));
         if (onlyPublic && !toggle.IsPublic()) continue;
         const bool value = toggle, standard = toggle.GetDefaultValue();
+        if (onlyChanged && value == standard) continue;
         rows.push_back({value == standard ? "" : "*", std::to_string(i), toggle.GetName(), value ? "1" : "0",
                         standard ? "1" : "0", toggle.GetDescription()});
     }
@@ -82,7 +83,7 @@ int Set(const std::string& name, bool value) {
 int RunToggles(const Arguments& arguments) {
     Cmn_DefaultLog::GetInstance().SetLogToTerminal(false);
     const std::vector<std::string>& words = arguments.Positionals();
-    if (words.empty()) return List(arguments.Has("--public"));
+    if (words.empty()) return List(arguments.Has("--public"), arguments.Has("--changed"));
     if (words.size() != 3 || words[0] != "set" || (words[2] != "0" && words[2] != "1"))
         throw UsageError("expected: toggles, or toggles set NAME 0|1");
     return Set(words[1], words[2] == "1");
@@ -98,7 +99,8 @@ const Verb cTogglesVerb{
     "Without words: all features with their value and default; * marks those that differ.\n"
     "set writes the file that programs read when they start, ft.dat in the auto-save folder.\n"
     "It drops what that file says of features that are not known here.\n",
-    {{"--public", nullptr, "list only what is meant for users"}},
+    {{"--public", nullptr, "list only what is meant for users"},
+     {"--changed", nullptr, "list only what differs from its default"}},
     &RunToggles};
 
 }  // namespace NorvikTool
