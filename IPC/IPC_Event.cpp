@@ -23,6 +23,11 @@ IPC_Event::IPC_Event(EReset reset) : mHandle(::CreateEventA(nullptr, reset == eM
     CMN_VERIFY(mHandle != nullptr);
 }
 
+IPC_Event::IPC_Event(const char* name, EReset reset)
+    : mHandle(::CreateEventA(nullptr, reset == eManualReset, FALSE, name)) {
+    CMN_VERIFY(mHandle != nullptr);
+}
+
 IPC_Event::IPC_Event(const IPC_Event& other) : mHandle(Duplicate(other.mHandle)) {}
 
 IPC_Event& IPC_Event::operator=(const IPC_Event& other) {

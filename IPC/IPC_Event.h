@@ -1,6 +1,6 @@
 #pragma once
 
-// IPC_Event: a platform event, which one thread sets and others wait for.
+// IPC_Event: a platform event, which one thread sets and others wait for, also in other processes when it has a name.
 //
 //   IPC_Event done(IPC_Event::eManualReset);
 //   ... another thread: done.Set();
@@ -22,6 +22,9 @@ public:
 
     // Not set.
     explicit IPC_Event(EReset reset = eManualReset);
+    // The event of this name in the user's session. One that is there already stays as it is: set or not, and with its own
+    // way of resetting. It is gone when the last process has let go of it.
+    explicit IPC_Event(const char* name, EReset reset = eManualReset);
     IPC_Event(const IPC_Event& other);
     IPC_Event& operator=(const IPC_Event& other);
     ~IPC_Event();

@@ -50,10 +50,14 @@ bool Cmn_FolderFinder::FindFolder(Cmn_String& outPath, EFolder folder) {
     return Cmn_FS::CreateFolders(outPath);
 }
 
-bool Cmn_FolderFinder::IsModulePresent(const char* relativePath) {
+Cmn_String Cmn_FolderFinder::GetProgramFolder() {
     char program[MAX_PATH] = "";
     const DWORD length = ::GetModuleFileNameA(nullptr, program, sizeof program);
     const std::string_view path(program, length < sizeof program ? length : 0);
-    const Cmn_String folder(path.substr(0, path.rfind('\\') + 1));
+    return Cmn_String(path.substr(0, path.rfind('\\') + 1));
+}
+
+bool Cmn_FolderFinder::IsModulePresent(const char* relativePath) {
+    const Cmn_String folder = GetProgramFolder();
     return !folder.IsEmpty() && Cmn_FS::IsFile(folder + relativePath);
 }

@@ -25,6 +25,9 @@ public:
     // Creates the folder when it is missing.
     static bool FindFolder(Cmn_String& outPath, EFolder folder);
 
+    // The folder of the running program; empty when its path is longer than a path can be.
+    static Cmn_String GetProgramFolder();
+
     // Whether a file lies beside the program: a name, or a path from the program's folder ("..\\TDI.dll").
     static bool IsModulePresent(const char* relativePath);
 };

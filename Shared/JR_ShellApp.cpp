@@ -1,6 +1,7 @@
 #include "Shared/JR_ShellApp.h"
 
 #include <atomic>
+#include <string_view>
 
 #include "JRCmn/Cmn_Assert.h"
 #include "JRCmn/Cmn_FS.h"
@@ -8,7 +9,9 @@
 #include "JRCmn/Cmn_Registry.h"
 #include "JRCmn/Cmn_Trace.h"
 #include "JRCmn/Internal/Cmn_Windows.h"
+#include "JRCmn/Internal/Cmn_WineProbe.h"
 #include "Shared/Internal/JR_ExamineBoard.h"
+#include "Shared/Internal/JR_ShellCalls.h"
 
 using namespace NorvikLibInternal;
 
@@ -17,6 +20,10 @@ namespace {
 constexpr int cFirstReadCheckLine = 1087;  // of four
 constexpr int cNameLine = 1136;
 constexpr int cSignatureLine = 1159;
+constexpr int cOpenLine = 1545, cWriteLine = 1548, cBroadcastLine = 1556;
+
+constexpr DWORD cLongestVariable = 4096;  // with its terminator
+constexpr UINT cBroadcastLimit = 1000;    // ms for each window
 
 class Firmware : public BoardSource {
 public:
@@ -70,6 +77,19 @@ public:
         return JR_ShellApp::GetMotherboard(&outSuspectUnconfigured);
     }
 };
+
+// The names are those that the reports are known by.
+bool WriteMachineVariable(const Cmn_String& inVariableName, const Cmn_String& inValue) {
+    Cmn_Registry reg;
+    if (!reg.Open(HKEY_LOCAL_MACHINE, "System\\CurrentControlSet\\Control\\Session Manager\\Environment",
+                  eRegistryAccess_AllOperations)) {
+        return VerifyFailed(
+            "reg.Open(HKEY_LOCAL_MACHINE, _T(\"System\\\\CurrentControlSet\\\\Control\\\\Session "
+            "Manager\\\\Environment\"), eRegistryAccess_AllOperations)",
+            CMN_SOURCE_FILE, cOpenLine);
+    }
+    return CMN_VERIFY_AT(cWriteLine, reg.Write(inVariableName, inValue));
+}
 
 const BoardKind* FindKindOrReport(EMotherboard board, int line) {
     const BoardKind* kind =
@@ -134,4 +154,43 @@ bool JR_ShellApp::IsWindowsEmbedded() {
                              "Kestra Technology, Inc");
     }
     return sEmbedded.load() != 0;
+}
+
+bool JR_ShellApp::IsStandAlone() {
+    return GetSystemType() == eSystem_Standalone;
+}
+
+bool JR_ShellApp::IsWine(Cmn_String* outVersion) {
+    const bool isWine = NorvikLibInternal::IsWine();
+    const char* const version = isWine ? GetWineVersion() : nullptr;
+    if (outVersion != nullptr) *outVersion = version != nullptr ? version : "";
+    return isWine;
+}
+
+Cmn_String JR_ShellApp::GetEnvironmentVariableA(const Cmn_String& name, const Cmn_String& fallback) {
+    char value[cLongestVariable];
+    const DWORD length = ::GetEnvironmentVariableA(name, value, sizeof value);
+    if (length == 0) return fallback;
+    // The platform's answer is then the size that it wants, and what is in the buffer is anything.
+    if (length >= sizeof value) {
+        Cmn_Trace("The environment variable %s is too long: %lu characters\n", name.c_str(), length - 1);
+        return fallback;
+    }
+    return Cmn_String(std::string_view(value, length));
+}
+
+bool JR_ShellApp::SetEnvironmentVariableA(const Cmn_String& name, const Cmn_String& value, bool broadcast) {
+    if (!WriteMachineVariable(name, value)) return false;
+    if (!broadcast) return true;
+    DWORD_PTR result = 0;
+    if (GetShellCalls().sendTimeout(HWND_BROADCAST, WM_SETTINGCHANGE, 0,
+                                    reinterpret_cast<LPARAM>("Environment"), SMTO_NORMAL, cBroadcastLimit,
+                                    &result) != 0) {
+        return true;
+    }
+    return VerifyFailed(
+        "::SendMessageTimeout(HWND_BROADCAST, WM_SETTINGCHANGE, NULL, (LPARAM)_T(\"Environment\"), "
+        "SMTO_NORMAL, "
+        "1000, &result)",
+        CMN_SOURCE_FILE, cBroadcastLine);
 }

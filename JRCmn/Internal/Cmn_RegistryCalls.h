@@ -1,7 +1,8 @@
 #pragma once
 
-// The seam of the registry: the platform calls that Cmn_Registry makes. A test replaces a single entry of the table and
-// puts it back. Their DLL is loaded with the table: few programs use the registry, and an import costs all of them 1 ms.
+// The seam of the registry: the platform calls that Cmn_Registry and the shell services make. A test replaces a single
+// entry of the table and puts it back. Their DLL is loaded with the table: few programs use the registry, and an import
+// costs all of them 1 ms.
 //
 // Threads:   replaced before the threads start that use the registry
 // Ownership: none
@@ -19,6 +20,8 @@ struct RegistryCalls {
     decltype(&::RegQueryValueExA) queryValue = Bind<decltype(&::RegQueryValueExA)>("RegQueryValueExA");
     decltype(&::RegSetValueExA) setValue = Bind<decltype(&::RegSetValueExA)>("RegSetValueExA");
     decltype(&::RegDeleteValueA) deleteValue = Bind<decltype(&::RegDeleteValueA)>("RegDeleteValueA");
+    decltype(&::RegFlushKey) flushKey = Bind<decltype(&::RegFlushKey)>("RegFlushKey");
+    decltype(&::RegQueryInfoKeyA) queryInfo = Bind<decltype(&::RegQueryInfoKeyA)>("RegQueryInfoKeyA");
     decltype(&::RegCloseKey) closeKey = Bind<decltype(&::RegCloseKey)>("RegCloseKey");
 
 private:

@@ -12,6 +12,7 @@
 #include "Shared/JR_PortwellWade8132SBCController.h"
 #include "Shared/JR_SBCControllerFactory.h"
 #include "Shared/JR_ShellApp.h"
+#include "tools/norvik/SystemName.h"
 #include "tools/norvik/Verb.h"
 
 namespace NorvikTool {
@@ -21,12 +22,6 @@ using Emerson = JR_EmersonSBCController;
 using Rows = std::vector<std::vector<std::string>>;
 
 constexpr unsigned cHottest = 200;  // degrees; what a board that failed reads is far above
-
-std::string SystemName(ESystemType type) {
-    const char* const names[] = {"standalone PC", "legacy console", "console", "engine"};
-    return type >= eSystem_Standalone && type <= eSystem_Engine ? names[type]
-                                                                : "forced to " + std::to_string(type);
-}
 
 std::string ControllerName(const JR_SBCController_IF* board) {
     if (dynamic_cast<const Emerson*>(board)) return "JR_EmersonSBCController";

@@ -199,6 +199,7 @@ constexpr Step cSteps[] = {
     {"A service that is found on the network", &FindEngine},
     {"Feature toggles", &ShowToggles},
     {"A board and its backlight", &ShowBoard},
+    {"A shell that goes and comes back", &ShowShell},
     {"A log file that rewinds", &RewindFile},
     {"A crash dump", &WriteDump},
 };

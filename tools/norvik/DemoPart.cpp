@@ -12,12 +12,13 @@ int RunDemoPart(const Arguments& arguments) {
     const std::vector<std::string>& words = arguments.Positionals();
     if (words.size() == 2 && words[0] == "counters") return WriteCounters(words[1]);
     if (words.size() == 1 && words[0] == "engine") return RunEngine();
-    throw UsageError("expected: demo-part counters NAME, or demo-part engine");
+    if (words.size() == 1 && words[0] == "shell") return PlayShell();
+    throw UsageError("expected: demo-part counters NAME, demo-part engine, or demo-part shell");
 }
 
 }  // namespace
 
 extern const Verb cDemoPartVerb;
-const Verb cDemoPartVerb{"demo-part", "counters NAME | engine", "", "", {}, &RunDemoPart};
+const Verb cDemoPartVerb{"demo-part", "counters NAME | engine | shell", "", "", {}, &RunDemoPart};
 
 }  // namespace NorvikTool

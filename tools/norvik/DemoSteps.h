@@ -43,4 +43,9 @@ bool ShowToggles();
 // DemoBoard.cpp
 bool ShowBoard();
 
+// DemoShell.cpp
+bool ShowShell();
+// The other process of ShowShell: plays the shell, until it is killed.
+int PlayShell();
+
 }  // namespace NorvikTool

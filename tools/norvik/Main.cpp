@@ -13,6 +13,7 @@ namespace NorvikTool {
     VERB(Demo)             \
     VERB(DemoPart)         \
     VERB(Board)            \
+    VERB(Machine)          \
     VERB(Logs)             \
     VERB(Collect)          \
     VERB(Pipe)             \

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "JRCmn/Cmn_FolderFinder.h"
 #include "JRCmn/Cmn_Time.h"
-#include "JRCmn/Cmn_Trace.h"
 
 namespace NorvikTool {
 namespace {
@@ -20,13 +20,6 @@ std::string ProgramPath() {
     return std::string(path, ::GetModuleFileNameA(nullptr, path, sizeof path));
 }
 
-std::string CommandLine(const std::vector<std::string>& words, const std::string& program) {
-    std::string line = "\"" + (program.empty() ? ProgramPath() : ProgramFolder() + program) + "\"";
-    for (const std::string& word : words)
-        line += " \"" + word + "\"";
-    return line;
-}
-
 // What is in the job ends when its last handle is closed, which the platform does when this program is killed, too.
 HANDLE MakeJob() {
     const HANDLE job = ::CreateJobObjectA(nullptr, nullptr);
@@ -39,8 +32,7 @@ HANDLE MakeJob() {
 }  // namespace
 
 std::string ProgramFolder() {
-    const std::string path = ProgramPath();
-    return path.substr(0, path.rfind('\\') + 1);
+    return std::string(Cmn_FolderFinder::GetProgramFolder().View());
 }
 
 OtherProcess::OtherProcess(const std::vector<std::string>& words, const std::string& program,
@@ -53,7 +45,10 @@ OtherProcess::OtherProcess(const std::vector<std::string>& words, const std::str
     mOutput.Reset(readEnd);
     const KernelHandle output(
         writeEnd);  // closed here after the start, so that the output ends with the process
-    if (!Start(CommandLine(words, program), output.Get()) ||
+    const Cmn_String path(program.empty() ? ProgramPath() : program);
+    const std::vector<Cmn_String> arguments(words.begin(), words.end());
+    if (mProcess.StartLocal(path, IPC_RemoteProcess::Quoted(arguments), {output.Get(), mJob.Get()}) ==
+            INVALID_HANDLE_VALUE ||
         mReader.Launch([this] { return ReadLines(); }) != 0) {
         mIsOutputOver = true;
     }
@@ -61,31 +56,8 @@ OtherProcess::OtherProcess(const std::vector<std::string>& words, const std::str
 
 OtherProcess::~OtherProcess() {
     Kill();
+    mJob.Reset();  // ends what it has started itself, which may hold the output open
     mReader.ThreadEnd();
-}
-
-bool OtherProcess::Start(std::string line, HANDLE output) {
-    STARTUPINFOA startup = {};
-    startup.cb = sizeof startup;
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = startup.hStdError = output;
-    PROCESS_INFORMATION process = {};
-    // It does nothing before it is in the job.
-    const auto create = [&] {
-        return ::CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_SUSPENDED, nullptr,
-                                nullptr, &startup, &process) != FALSE;
-    };
-    // Under Wine one start in some thousand fails like this, for no reason that the next one would have, too.
-    if (!create() && (::GetLastError() != ERROR_INTERNAL_ERROR || !create())) {
-        const DWORD error = ::GetLastError();
-        Cmn_Trace("Starting %s failed: error %lu\n", line.c_str(), error);
-        return false;
-    }
-    mProcess.Reset(process.hProcess);
-    const KernelHandle thread(process.hThread);
-    ::AssignProcessToJobObject(mJob.Get(), mProcess.Get());
-    ::ResumeThread(thread.Get());
-    return true;
 }
 
 // Reads all there is, so that the process never waits for somebody to read.
@@ -134,17 +106,18 @@ std::vector<std::string> OtherProcess::FirstLines() const {
 }
 
 bool OtherProcess::Wait(unsigned timeoutMs) {
-    return !mProcess || ::WaitForSingleObject(mProcess.Get(), timeoutMs) == WAIT_OBJECT_0;
+    return mProcess.WaitForEnd(timeoutMs);
 }
 
 bool OtherProcess::WaitForOutput(unsigned timeoutMs, unsigned long& exitCode) {
     // No line begins so: this waits for the end of the output, which is the last that the process does.
     WaitForLine("\n", timeoutMs);
-    return Wait(cEndTimeout) && mProcess && ::GetExitCodeProcess(mProcess.Get(), &exitCode);
+    return mProcess.GetHandle() != nullptr && Wait(cEndTimeout) &&
+           ::GetExitCodeProcess(mProcess.GetHandle(), &exitCode);
 }
 
 bool OtherProcess::Kill() {
-    if (mProcess) ::TerminateProcess(mProcess.Get(), cKilled);
+    mProcess.Terminate(cKilled);
     return Wait(cKillTimeout);
 }
 

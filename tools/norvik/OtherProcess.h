@@ -17,6 +17,7 @@
 
 #include "IPC/IPC_Benaphore.h"
 #include "IPC/IPC_Event.h"
+#include "IPC/IPC_RemoteProcess.h"
 #include "JRCmn/Cmn_Thread.h"
 #include "JRCmn/Internal/Cmn_Handle.h"
 
@@ -27,7 +28,7 @@ std::string ProgramFolder();
 
 class OtherProcess {
 public:
-    // Words without quotes in them. The program's path counts from the folder of this one; empty is this one.
+    // The program's path counts from the folder of this one; empty is this one.
     explicit OtherProcess(const std::vector<std::string>& words, const std::string& program = "",
                           std::size_t keptLines = 100);
     ~OtherProcess();
@@ -47,10 +48,10 @@ public:
     bool Kill();
 
 private:
-    bool Start(std::string line, HANDLE output);
     long ReadLines();
 
-    NorvikLibInternal::KernelHandle mJob, mProcess, mOutput;
+    NorvikLibInternal::KernelHandle mJob, mOutput;
+    IPC_RemoteProcess mProcess;
     mutable IPC_Benaphore mLock;  // of the lines
     std::vector<std::string> mLines;
     const std::size_t mKeptLines;

@@ -1,0 +1,91 @@
+#include "IPC/IPC_RemoteProcess.h"
+
+#include <string>
+#include <utility>
+
+#include "JRCmn/Cmn_Assert.h"
+#include "JRCmn/Cmn_FolderFinder.h"
+#include "JRCmn/Cmn_Trace.h"
+#include "JRCmn/Internal/Cmn_CommandLine.h"
+#include "JRCmn/Internal/Cmn_Handle.h"
+
+using NorvikLibInternal::KernelHandle;
+
+namespace {
+
+constexpr size_t cLongestLine = 32'766;  // characters that the platform takes, without the terminator
+constexpr DWORD cRefusedByJob = 1;       // exit code of a process that nobody has seen run
+
+// Empty when the program's own folder is not known: a bare name would be looked for in the current one.
+Cmn_String ToFullPath(const Cmn_String& program) {
+    const std::string_view path = program.View();
+    if (path.starts_with('\\') || path.starts_with('/') || path.substr(0, 2).ends_with(':')) return program;
+    const Cmn_String folder = Cmn_FolderFinder::GetProgramFolder();
+    return folder.IsEmpty() ? folder : folder + program;
+}
+
+// The process with its only thread, which does not run yet; empty with the last error.
+PROCESS_INFORMATION Create(const Cmn_String& path, const std::string& line, HANDLE output) {
+    STARTUPINFOA startup = {};
+    startup.cb = sizeof startup;
+    if (output != nullptr) startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = startup.hStdError = output;
+    PROCESS_INFORMATION created = {};
+    std::string writable = line;  // the platform may write into it
+    const auto create = [&] {
+        return ::CreateProcessA(path, writable.data(), nullptr, nullptr, output != nullptr, CREATE_SUSPENDED,
+                                nullptr, nullptr, &startup, &created) != FALSE;
+    };
+    // Under Wine one start in some thousand fails like this, for no reason that the next one would have, too.
+    if (!create() && ::GetLastError() == ERROR_INTERNAL_ERROR) create();
+    return created;
+}
+
+}  // namespace
+
+IPC_RemoteProcess::~IPC_RemoteProcess() {
+    KernelHandle{mProcess};
+}
+
+void* IPC_RemoteProcess::StartLocal(const Cmn_String& program, const Cmn_String& arguments,
+                                    const Options& options) {
+    KernelHandle(std::exchange(mProcess, nullptr));
+    const Cmn_String path = ToFullPath(program);
+    std::string line = "\"" + std::string(path.View()) + "\"";
+    if (!arguments.IsEmpty()) line += " " + std::string(arguments.View());
+    if (!CMN_VERIFY(!path.IsEmpty())) return INVALID_HANDLE_VALUE;
+    // Cut at a NUL or at its longest, it would be another command.
+    if (!CMN_VERIFY(line.size() <= cLongestLine && line.find('\0') == line.npos)) return INVALID_HANDLE_VALUE;
+
+    const PROCESS_INFORMATION created = Create(path, line, options.output);
+    const DWORD error = ::GetLastError();
+    KernelHandle process(created.hProcess);
+    const KernelHandle thread(created.hThread);
+    if (!process) {
+        Cmn_Trace("Starting %s failed: error %lu\n", line.c_str(), error);
+        return INVALID_HANDLE_VALUE;
+    }
+    if (options.job != nullptr && !CMN_VERIFY(::AssignProcessToJobObject(options.job, process.Get()))) {
+        ::TerminateProcess(process.Get(), cRefusedByJob);
+        return INVALID_HANDLE_VALUE;
+    }
+    ::ResumeThread(thread.Get());
+    return mProcess = process.Release();
+}
+
+bool IPC_RemoteProcess::WaitForEnd(unsigned int timeoutMs) const {
+    return mProcess == nullptr || ::WaitForSingleObject(mProcess, timeoutMs) == WAIT_OBJECT_0;
+}
+
+bool IPC_RemoteProcess::Terminate(unsigned int exitCode) const {
+    return mProcess != nullptr && ::TerminateProcess(mProcess, exitCode);
+}
+
+Cmn_String IPC_RemoteProcess::Quoted(const std::vector<Cmn_String>& words) {
+    std::string line;
+    for (const Cmn_String& word : words) {
+        if (!line.empty()) line += ' ';
+        NorvikLibInternal::AppendQuoted(line, word.View());
+    }
+    return Cmn_String(line);
+}

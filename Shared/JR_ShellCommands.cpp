@@ -1,0 +1,111 @@
+// What JR_ShellApp asks of the shell and of the desktop.
+
+#include <atomic>
+#include <cstring>
+
+#include "IPC/IPC_Event.h"
+#include "IPC/IPC_RemoteProcess.h"
+#include "JRCmn/Cmn_Assert.h"
+#include "Shared/Internal/JR_ShellCalls.h"
+#include "Shared/Internal/JR_ShellRules.h"
+#include "Shared/JR_ShellApp.h"
+
+using namespace NorvikLibInternal;
+
+// CMN_VERIFY_AT, also for this line's number: CMN_VERIFY would show what the platform's macros stand for.
+
+namespace {
+
+constexpr char EXE_SHELL_APP[] = "ShellApp.exe";  // the report of a failed start knows it by this name
+
+constexpr int cClipboardTries = 10;
+constexpr DWORD cBetweenTries = 10;  // ms
+
+std::atomic<HWND> gShellWindow{nullptr};
+std::atomic<void (*)()> gRestartCallback{nullptr};
+
+bool Post(HWND window, EShellAppCommand command, int argument) {
+    return GetShellCalls().post(window, kShellMessage, static_cast<WPARAM>(command), argument) != FALSE;
+}
+
+// Who has the clipboard open gives it back soon, mostly.
+bool OpenClipboardSoon(HWND window) {
+    for (int i = 0; i < cClipboardTries; ++i) {
+        if (i != 0) ::Sleep(cBetweenTries);
+        if (GetShellCalls().openClipboard(window)) return true;
+        const DWORD error = ::GetLastError();
+        if (!CMN_VERIFY_AT(__LINE__, error == ERROR_ACCESS_DENIED)) return false;
+    }
+    return false;
+}
+
+// A block that the clipboard can take over, with the text; null when memory runs out.
+HGLOBAL MakeGlobalCopy(const Cmn_String& text) {
+    const size_t size = static_cast<size_t>(text.GetLength()) + 1;
+    const HGLOBAL block = ::GlobalAlloc(GMEM_MOVEABLE, size);
+    if (block == nullptr) return nullptr;
+    void* const bytes = ::GlobalLock(block);
+    if (bytes == nullptr) return ::GlobalFree(block);
+    std::memcpy(bytes, text.c_str(), size);
+    ::GlobalUnlock(block);
+    return block;
+}
+
+bool FillOpenClipboard(const Cmn_String& text) {
+    GetShellCalls().emptyClipboard();
+    const HGLOBAL hglbCopy = MakeGlobalCopy(text);
+    if (!CMN_VERIFY(hglbCopy != nullptr)) return false;
+    if (GetShellCalls().setClipboardData(CF_TEXT, hglbCopy) != nullptr) return true;
+    VerifyFailed("::SetClipboardData(CF_TEXT, hglbCopy) != 0", CMN_SOURCE_FILE, __LINE__);
+    ::GlobalFree(hglbCopy);  // it stayed ours
+    return false;
+}
+
+}  // namespace
+
+// The callback is for a shell that was not known before. While the known window takes the commands there is none: programs
+// rely on that.
+bool JR_ShellApp::Request(EShellAppCommand command, int argument) {
+    const HWND known = gShellWindow.load();
+    if (known != nullptr && Post(known, command, argument)) return true;
+    const HWND found = GetShellCalls().findWindow(kShellWindowClass, kShellWindowTitle);
+    gShellWindow = found;
+    if (found == nullptr || !Post(found, command, argument)) return false;
+    const auto callback = gRestartCallback.load();
+    if (callback != nullptr && CallsBack(command)) callback();
+    return true;
+}
+
+// The command's number is one of those that call back.
+bool JR_ShellApp::SoftwareRestart() {
+    if (!Request(eShellAppCommand_SoftwareRestart, 0)) return false;
+    return IsWindowsEmbedded() || RunShellApp("wait");
+}
+
+void JR_ShellApp::SetSoftwareRestartCallback(void (*callback)()) {
+    void (*none)() = nullptr;
+    if (!gRestartCallback.compare_exchange_strong(none, callback))
+        VerifyFailed("!sSoftwareRestartCallbackFun", CMN_SOURCE_FILE, __LINE__);
+}
+
+bool JR_ShellApp::RunShellApp(const Cmn_String& inArgs) {
+    IPC_RemoteProcess shellApp;
+    return CMN_VERIFY_AT(__LINE__, shellApp.StartLocal(EXE_SHELL_APP, inArgs) != INVALID_HANDLE_VALUE);
+}
+
+// The shell that wakes for the shutdown finds the restart set. An event would be gone with its last handle, before a shell
+// that starts later could see it, so these are kept.
+void JR_ShellApp::ScheduleRebootOnQuit() {
+    static const IPC_Event& restart = *new IPC_Event("MORLAN Restart requested");
+    static const IPC_Event& shutdown = *new IPC_Event("MORLAN Shutdown requested");
+    CMN_VERIFY(restart.Set());
+    CMN_VERIFY(shutdown.Set());
+}
+
+bool JR_ShellApp::Clipboard_Copy(const Cmn_String& text, void* window) {
+    const HWND owner = window != nullptr ? static_cast<HWND>(window) : GetShellCalls().getDesktop();
+    if (!OpenClipboardSoon(owner)) return false;
+    const bool isThere = FillOpenClipboard(text);
+    GetShellCalls().closeClipboard();
+    return isThere;
+}
