@@ -54,6 +54,7 @@ const std::vector<Section>& Sections() {
         {"failures.txt", "failures of all runs, by place", OutputOf({"logs", "--reports", "--all"})},
         {"board.txt", "which machine this is, and what its board measures", OutputOf({"board"})},
         {"machine.txt", "processor, memory, and whether Windows wants a restart", OutputOf({"machine"})},
+        {"displays.txt", "the screens, and what arranging them would change", OutputOf({"displays"})},
         {"toggles.txt", "feature toggles that differ from their defaults",
          OutputOf({"toggles", "--changed"})},
         {"discovery.txt", "service discovery: library and daemon", OutputOf({"discover", "--status"})},

@@ -21,7 +21,8 @@ namespace NorvikTool {
     VERB(Send)             \
     VERB(Discover)         \
     VERB(Publish)          \
-    VERB(Toggles)
+    VERB(Toggles)          \
+    VERB(Displays)
 
 #define NORVIK_DECLARE(name) extern const Verb c##name##Verb;
 #define NORVIK_ADDRESS(name) &c##name##Verb,
