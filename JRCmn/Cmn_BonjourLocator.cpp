@@ -1,7 +1,7 @@
 #include "JRCmn/Cmn_BonjourLocator.h"
 
 #include "JRCmn/Cmn_Assert.h"
-#include "JRCmn/Cmn_ScheduleLater.h"
+#include "JRCmn/Cmn_TimerService.h"
 #include "JRCmn/Cmn_Trace.h"
 #include "JRCmn/Internal/Cmn_BonjourLocatorImpl.h"
 
@@ -105,11 +105,11 @@ void Cmn_BonjourLocator::Stop(bool notify) {
         impl->Finish();
         return;
     }
-    // The implementation is on the stack, in the middle of telling something: it ends now and dies later. The job keeps what
-    // runs it, too.
+    // The implementation is on the stack, in the middle of telling something: it ends now and dies later. The event manager's
+    // timers own the call, so that it also goes when the loop ends first.
     impl->Quiet();
-    const auto later = std::make_shared<Cmn_ScheduleLater>();
-    later->ScheduleLater([impl, later] { impl->Finish(); }, "Cmn_BonjourLocatorImpl/DeleteLater");
+    Cmn_TimerService::RegisterOneShotEvent(
+        1, [impl] { impl->Finish(); }, "Cmn_BonjourLocatorImpl/DeleteLater");
 }
 
 void Cmn_BonjourLocator::SetErrorCallback(std::function<void(const Cmn_BonjourError&)> inCallback) {

@@ -41,8 +41,8 @@ public:
 
     using ServiceCallback = std::function<void(const Cmn_BonjourService&)>;
 
-    // The network user restricts the search to the adapter that serves it, as it is when a search starts; when no adapter
-    // does, all are searched. Functions may be empty.
+    // The network user restricts the search to the adapter that serves it; when another one does, all services are removed and
+    // it is searched there; when none does, all adapters are searched. Functions may be empty.
     Cmn_BonjourLocator(const std::string& inServiceType, ENetworkUser inNetworkUser,
                        ServiceCallback inAddCallback, ServiceCallback inTXTChangeCallback,
                        ServiceCallback inRemoveCallback, IF_EventManager& inEventManager);

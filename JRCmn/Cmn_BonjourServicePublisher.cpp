@@ -38,12 +38,15 @@ public:
         mRequest.txtRecord = bytes;
         if (!IsRegistered()) return {};
         // No record reference: the service's own TXT record. Time to live 0: the daemon's default.
-        return DNSServiceUpdateRecord(GetRef(), nullptr, 0, static_cast<uint16_t>(bytes.size()), bytes.data(),
-                                      0);
+        return CallBlocking([&] {
+            return DNSServiceUpdateRecord(GetRef(), nullptr, 0, static_cast<uint16_t>(bytes.size()),
+                                          bytes.data(), 0);
+        });
     }
 
 private:
     Cmn_BonjourError StartOperation(DNSServiceRef& ref) override {
+        SetTiedToInterface(mRequest.interfaceIndex);
         return DNSServiceRegister(&ref, 0, mRequest.interfaceIndex, mRequest.name.c_str(),
                                   mRequest.type.c_str(), "", "", ::htons(mRequest.port),
                                   static_cast<uint16_t>(mRequest.txtRecord.size()), mRequest.txtRecord.data(),
@@ -56,8 +59,13 @@ private:
     static void OnRegistered(DNSServiceRef, DNSServiceFlags, DNSServiceErrorType inErrorCode, const char*,
                              const char*, const char*, void* context) {
         Guarded([&] {
+            auto& self = *static_cast<Registration*>(context);
             Cmn_BonjourError::Verify("inErrorCode", inErrorCode, CMN_SOURCE_FILE, 190);
-            CallBack(&static_cast<Registration*>(context)->mRequest.callback, inErrorCode);
+            if (inErrorCode != kDNSServiceErr_NoError) {
+                self.SetResultError(inErrorCode);  // the error path calls back
+            } else {
+                CallBack(&self.mRequest.callback, inErrorCode);
+            }
         });
     }
     static void CallBack(const Callback* callback, const Cmn_BonjourError& error) {

@@ -39,8 +39,9 @@ public:
     Cmn_BonjourServicePublisher& operator=(const Cmn_BonjourServicePublisher&) = delete;
 
     // Success means that the daemon has taken the request; the callback tells how it ended, and of what happens to the service
-    // later. A name that is taken on the network is announced with a number. -65563: no library, or a daemon that is absent; in
-    // the second case the service is registered when there is one. While registered: reported, 0, no change.
+    // later: after an error it is registered anew every 2 s. A name that is taken on the network is announced with a number.
+    // -65563: no library, or a daemon that is absent; in the second case the service is registered when there is one. While
+    // registered: reported, 0, no change.
     Cmn_BonjourError Register(const std::string& inInstanceName, unsigned short inPort,
                               unsigned int inInterfaceIndex, Callback inCallback);
     // Also ends waiting for a daemon.

@@ -4,6 +4,7 @@
 
 #include "JRCmn/Cmn_Assert.h"
 #include "JRCmn/Cmn_Trace.h"
+#include "JRCmn/Internal/Cmn_DnsSdDaemon.h"
 
 namespace NorvikLibInternal {
 namespace {
@@ -26,11 +27,21 @@ bool MayPass(const Cmn_BonjourError& error, bool isTiedToInterface) {
     return IsDnsSdLibraryLoaded();
 }
 
+enum class Input { kNone, kSome, kEnd };
+
+// Whether the socket, which does not block, has data. Looking takes none.
+Input Peek(SOCKET socket) {
+    char byte;
+    const int count = ::recv(socket, &byte, sizeof byte, MSG_PEEK);
+    const int error = count < 0 ? ::WSAGetLastError() : 0;
+    if (count > 0) return Input::kSome;
+    return error == WSAEWOULDBLOCK ? Input::kNone : Input::kEnd;
+}
+
 }  // namespace
 
 struct Cmn_BonjourAsyncHandler::Call {
-    bool isOver = false;    // the operation was stopped or the object deleted
-    bool wasWoken = false;  // meanwhile, because a callback processes events itself
+    bool isOver = false;  // the operation was stopped or the object deleted
 };
 
 Cmn_BonjourAsyncHandler::Cmn_BonjourAsyncHandler(const std::string& id, IF_EventManager& eventManager)
@@ -50,13 +61,15 @@ Cmn_BonjourAsyncHandler::~Cmn_BonjourAsyncHandler() {
 
 Cmn_BonjourError Cmn_BonjourAsyncHandler::Start() {
     Stop();
-    Cmn_BonjourError error = StartOperation(mRef);
+    Cmn_BonjourError error = kDNSServiceErr_ServiceNotRunning;
+    if (IsDnsSdDaemonThere()) error = StartOperation(mRef);
     if (error.IsOK()) {
         mIsAllocated = true;
         if (CMN_VERIFY_AT(61, Start("Bonjour " + mID))) return error;
         Stop();
         error = kDNSServiceErr_Unknown;
     } else {
+        if (error == kDNSServiceErr_ServiceNotRunning) NoteDnsSdDaemonGone();
         Cmn_Trace("Bonjour: %s returned error %s (%d).\n", mID.c_str(), error.ToString().c_str(),
                   error.GetErrorCode());
     }
@@ -69,13 +82,27 @@ bool Cmn_BonjourAsyncHandler::Start(const std::string& name) {
     if (!CMN_VERIFY_AT(68, !mRegistered)) return false;
     const dnssd_sock_t dns_sd_fd = DNSServiceRefSockFD(mRef);
     if (!CMN_VERIFY_AT(72, dns_sd_fd != -1)) return false;
-    const auto socket = static_cast<SOCKET>(dns_sd_fd);
     mRecvReady = ::WSACreateEvent();
     if (!CMN_VERIFY_AT(77, mRecvReady != WSA_INVALID_EVENT)) return false;
-    // The end of the connection is not in the mask: it is found by the next call, or by Probe.
-    if (!CMN_VERIFY_AT(79, WSAEventSelect(socket, mRecvReady, FD_READ) == 0)) return false;
+    if (!Select()) return false;
     mRegistered = mEventManager.RegisterHandler(this, name.c_str());
     return mRegistered;
+}
+
+// The event is set from now on when there is data, at once if there is some. The end of the connection is not in the mask: it
+// is found by the next call, or by Probe.
+bool Cmn_BonjourAsyncHandler::Select() {
+    const SOCKET socket = SocketOf(mRef);
+    return CMN_VERIFY_AT(79, WSAEventSelect(socket, mRecvReady, FD_READ) == 0);
+}
+
+// The socket is as the library has made it again: it blocks. Not every library can go on later with a message of which a part
+// has arrived. The platform makes a socket block only while no event is selected for it.
+void Cmn_BonjourAsyncHandler::Unselect() {
+    const SOCKET socket = SocketOf(mRef);
+    u_long isNonBlocking = 0;
+    ::WSAEventSelect(socket, nullptr, 0);
+    ::ioctlsocket(socket, static_cast<long>(FIONBIO), &isNonBlocking);
 }
 
 void Cmn_BonjourAsyncHandler::Stop() {
@@ -102,18 +129,14 @@ void Cmn_BonjourAsyncHandler::TraceException(const std::exception* exception) {
 }
 
 void Cmn_BonjourAsyncHandler::Respond() {
-    if (mCall) {
-        // The library's ProcessResult cannot be called inside itself: the outer call goes on later.
-        mCall->wasWoken = true;
-        ::WSAResetEvent(mRecvReady);
-        return;
-    }
     ResetEvent();
+    // The library's ProcessResult cannot be called inside itself, and waits where there is nothing to read.
+    if (mCall || Peek(SocketOf(mRef)) == Input::kNone) return;
     Call call;
     DNSServiceErrorType error = ProcessResult(call);
     if (call.isOver) return;
-    if (call.wasWoken) ::WSASetEvent(mRecvReady);
     if (error == kDNSServiceErr_NoError) error = std::exchange(mResultError, kDNSServiceErr_NoError);
+    if (error == kDNSServiceErr_NoError && !Select()) error = kDNSServiceErr_Unknown;
     if (error != kDNSServiceErr_NoError) HandleError(error);
 }
 
@@ -128,6 +151,7 @@ void Cmn_BonjourAsyncHandler::ResetEvent() {
 }
 
 DNSServiceErrorType Cmn_BonjourAsyncHandler::ProcessResult(Call& call) {
+    Unselect();
     mCall = &call;
     const DNSServiceErrorType error = DNSServiceProcessResult(mRef);
     if (!call.isOver) mCall = nullptr;
@@ -138,6 +162,7 @@ void Cmn_BonjourAsyncHandler::HandleError(const Cmn_BonjourError& error) {
     Cmn_Trace("Bonjour: %s callback got error, forwarding....\n", mID.c_str());
     Cmn_Trace("Bonjour: %s failed: %s (%d)!\n", mID.c_str(), error.ToString().c_str(), error.GetErrorCode());
     CMN_VERIFY_AT(151, false);
+    if (error == kDNSServiceErr_ServiceNotRunning) NoteDnsSdDaemonGone();
     Stop();
     mRetryTimer.Schedule();
     OnError(error);
@@ -147,12 +172,8 @@ void Cmn_BonjourAsyncHandler::Probe() {
     if (!mRegistered || mCall) return;
     // What has arrived is read when the loop comes to it, and the end is found then.
     if (::WaitForSingleObject(mRecvReady, 0) == WAIT_OBJECT_0) return;
-    // The socket does not block since it was tied to the event. Looking at data takes none; it makes the platform set the
-    // event once more, which is harmless.
-    char byte;
-    const int count = ::recv(SocketOf(mRef), &byte, sizeof byte, MSG_PEEK);
-    const int error = count < 0 ? ::WSAGetLastError() : 0;
-    if (count == 0 || (count < 0 && error != WSAEWOULDBLOCK)) HandleError(kDNSServiceErr_ServiceNotRunning);
+    // Looking makes the platform set the event once more when there is data, which is harmless.
+    if (Peek(SocketOf(mRef)) == Input::kEnd) HandleError(kDNSServiceErr_ServiceNotRunning);
 }
 
 void Cmn_BonjourAsyncHandler::ProbeRegularly() {

@@ -50,6 +50,7 @@ public:
     void Probe();
     // From now on by itself.
     void ProbeRegularly();
+    void StopProbing() { mProbeTimer.reset(); }
 
     void* GetEventToWaitOn() override { return mRecvReady; }
     void RespondToEvent() override;
@@ -69,8 +70,20 @@ protected:
 
     // For results that are errors: the error path is taken when the library has returned.
     void SetResultError(DNSServiceErrorType error) { mResultError = error; }
-    // The start names an adapter, so that a refusal of its parameters may pass.
-    void SetTiedToInterface(bool isTied) { mIsTiedToInterface = isTied; }
+    // Where the start is to work. When that is an adapter, a refusal of its parameters may pass.
+    void SetTiedToInterface(unsigned int interfaceIndex) {
+        mIsTiedToInterface = interfaceIndex != kDNSServiceInterfaceIndexAny &&
+                             interfaceIndex != kDNSServiceInterfaceIndexLocalOnly;
+    }
+    // For calls that use the operation's socket: ends their non-blocking state for the time.
+    template <typename Call>
+    DNSServiceErrorType CallBlocking(Call call) {
+        if (mCall) return call();
+        Unselect();
+        const DNSServiceErrorType error = call();
+        Select();
+        return error;
+    }
     DNSServiceRef GetRef() const { return mRef; }
     IF_EventManager& GetEventManager() const { return mEventManager; }
     const std::string& GetID() const { return mID; }
@@ -92,6 +105,8 @@ private:
     struct Call;
 
     bool Start(const std::string& name);
+    bool Select();
+    void Unselect();
     void Respond();
     void ResetEvent();
     DNSServiceErrorType ProcessResult(Call& call);

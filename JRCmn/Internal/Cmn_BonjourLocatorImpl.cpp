@@ -3,49 +3,77 @@
 #include "JRCmn/Internal/Cmn_Windows.h"
 
 #include <algorithm>
+#include <boost/asio/io_context.hpp>
+#include <mutex>
 
 #include "JRCmn/Cmn_Assert.h"
-#include "JRCmn/Cmn_Registry.h"
 #include "JRCmn/Cmn_Trace.h"
-#include "JRCmn/Internal/Cmn_AdapterCalls.h"
 #include "JRCmn/Internal/Cmn_BonjourRecordReconfirmer.h"
 
 namespace NorvikLibInternal {
 namespace {
 
-// The adapter that serves the user now.
-unsigned int FindInterface(ENetworkUser user) {
-    const char* const settingName = Cmn_NetworkAdapterConfig::GetSettingName(user);
-    if (!settingName) return kDNSServiceInterfaceIndexAny;
-    Cmn_Registry settings;
-    Cmn_String setting;
-    if (settings.Open(HKEY_LOCAL_MACHINE, Cmn_Registry::kSettingsKey, eRegistryAccess_ReadOnly))
-        settings.Read(settingName, setting);
-    std::vector<Adapter> adapters;
-    GetAdapterCalls().list(adapters);
-    const AdapterChoice choice = ChooseAdapter(adapters, setting.c_str());
-    // "This machine only": the daemon does not search on the loopback adapter itself.
-    constexpr uint32_t kLoopback = 0x0100007F;
-    if (choice.address == kLoopback) return kDNSServiceInterfaceIndexLocalOnly;
-    return choice.index;
+// How many locators each event manager drives.
+class Census {
+public:
+    void Change(const IF_EventManager& manager, int by) {
+        const std::lock_guard lock(mLock);
+        if ((mCounts[&manager] += by) == 0) mCounts.erase(&manager);
+    }
+    std::size_t Count(const IF_EventManager& manager) {
+        const std::lock_guard lock(mLock);
+        return static_cast<std::size_t>(mCounts[&manager]);
+    }
+
+private:
+    std::mutex mLock;
+    std::map<const IF_EventManager*, int> mCounts;
+};
+
+Census& GetCensus() {
+    static Census& census = *new Census;
+    return census;
 }
 
 }  // namespace
+
+// Which adapter serves a user, as last seen. It is looked at, so nobody runs the service to which changes are told.
+class Cmn_BonjourLocatorImpl::Adapter {
+public:
+    explicit Adapter(ENetworkUser user) : mConfig(mService, user, {}) {}
+
+    unsigned int GetInterfaceIndex() const {
+        // "This machine only": the daemon does not search on the loopback adapter itself.
+        const bool isLoopback = mConfig.GetIPv4Address() == Cmn_IPv4Address(0x0100007F);
+        return isLoopback ? kDNSServiceInterfaceIndexLocalOnly : mConfig.GetInterfaceIndex();
+    }
+
+private:
+    boost::asio::io_context mService;
+    Cmn_NetworkAdapterConfig mConfig;
+};
 
 Cmn_BonjourLocatorImpl::Cmn_BonjourLocatorImpl(const std::string& serviceType, ENetworkUser networkUser,
                                                std::unique_ptr<Cmn_BonjourLocatorObserver> observer,
                                                IF_EventManager& eventManager)
     : Cmn_BonjourAsyncHandler("Cmn_BonjourLocator for " + serviceType, eventManager),
       mServiceType(serviceType),
-      mNetworkUser(networkUser),
+      mAdapter(networkUser != ENetworkUser::eAny ? std::make_unique<Adapter>(networkUser) : nullptr),
       mObserver(std::move(observer)),
       mReconfirmTimer([this] { Guarded([this] { ReconfirmAll(); }); },
                       ("Bonjour locator for " + serviceType + " reconfirm timer").c_str()) {
+    GetCensus().Change(eventManager, 1);
     ProbeRegularly();
 }
 
+Cmn_BonjourLocatorImpl::~Cmn_BonjourLocatorImpl() {
+    GetCensus().Change(GetEventManager(), -1);
+}
+
 void Cmn_BonjourLocatorImpl::Quiet() {
+    mIsQuiet = true;
     mReconfirmTimer.AbortIfRunning();
+    StopProbing();
     Stop();
     mWaiting.clear();
     mResting.clear();
@@ -61,12 +89,24 @@ void Cmn_BonjourLocatorImpl::Finish() {
 }
 
 Cmn_BonjourError Cmn_BonjourLocatorImpl::StartOperation(DNSServiceRef& ref) {
-    const unsigned int interfaceIndex = FindInterface(mNetworkUser);
-    SetTiedToInterface(interfaceIndex != kDNSServiceInterfaceIndexAny);
-    const Cmn_BonjourError error = DNSServiceBrowse(&ref, 0, interfaceIndex, mServiceType.c_str(), "local.",
+    mInterfaceIndex = FindInterface();
+    SetTiedToInterface(mInterfaceIndex);
+    const Cmn_BonjourError error = DNSServiceBrowse(&ref, 0, mInterfaceIndex, mServiceType.c_str(), "local.",
                                                     &Cmn_BonjourLocatorImpl::OnBrowse, this);
     if (error.IsOK()) Cmn_Trace("Bonjour: Started discovery for %s.\n", mServiceType.c_str());
     return error;
+}
+
+unsigned int Cmn_BonjourLocatorImpl::FindInterface() const {
+    return mAdapter ? mAdapter->GetInterfaceIndex() : kDNSServiceInterfaceIndexAny;
+}
+
+// On another adapter than before.
+void Cmn_BonjourLocatorImpl::SearchAnew() {
+    Cmn_Trace("Bonjour: Another adapter serves %s, searching anew.\n", GetID().c_str());
+    Stop();
+    DropAll();
+    if (!mIsQuiet) Start();
 }
 
 // What was found is gone with the browse: the next one finds it again.
@@ -157,6 +197,8 @@ void Cmn_BonjourLocatorImpl::OnResolved(const Cmn_BonjourResolver& resolver) {
         CompareTxtRecord(details, service.mTxtRecord);
     }
     StartWaiting();
+    const Cmn_BonjourResolver* const rest = FindResolver(key);
+    if (rest && rest->IsSettled()) Watch(key);
 }
 
 void Cmn_BonjourLocatorImpl::AddService(Details& details, const Cmn_BonjourService& service) {
@@ -262,33 +304,43 @@ void Cmn_BonjourLocatorImpl::SetAutoReconfirmInterval(unsigned int milliseconds)
     if (milliseconds != 0) mReconfirmTimer.Start(milliseconds);
 }
 
+std::size_t Cmn_BonjourLocatorImpl::GetPlaces() const {
+    return std::max<std::size_t>(1, kMaxResolvers / GetCensus().Count(GetEventManager()));
+}
+
 // Starts resolvers for those that wait, as far as there is room.
 void Cmn_BonjourLocatorImpl::StartWaiting() {
     const auto self = shared_from_this();
-    while (!mWaiting.empty() && (mRunning.size() < kMaxResolvers || MakeRoom())) {
+    while (!mWaiting.empty() && (mRunning.size() < GetPlaces() || MakeRoom())) {
         const Key key = mWaiting.front();
         mWaiting.pop_front();
         const auto found = mInstances.find(key);
         if (found == mInstances.end() || found->second.resolver) continue;
         Details& details = found->second;
         // Who only waits for changes need not ask for the address again; an announcement may tell of another one.
+        const bool isWatched = details.isKnown && details.announcements == 0;
         Cmn_BonjourService service = details.service;
-        if (details.announcements > 0) service.mHostName.clear();
+        if (!isWatched) service.mHostName.clear();
         Cmn_BonjourResolver::Owner& owner = *this;
         details.resolver =
             std::make_unique<Cmn_BonjourResolver>(service, details.domain, owner, GetEventManager());
         mRunning.push_back({key, 0});
-        details.resolver->Start();
+        if (isWatched) {
+            Watch(key);
+        } else {
+            details.resolver->Start();
+        }
     }
 }
 
-// Gives up the oldest resolver that has answered, or has had its time to.
-bool Cmn_BonjourLocatorImpl::MakeRoom() {
+// Gives up the oldest resolver that has answered, cannot, or has had its time to.
+bool Cmn_BonjourLocatorImpl::MakeRoom(int maxAge) {
     for (const Place& place : mRunning) {
         Details& details = mInstances.find(place.key)->second;
-        if (!details.resolver->IsSettled() && place.age < kMaxAge) continue;
+        const bool isHopeless = details.resolver->IsHopeless();
+        if (!details.resolver->IsSettled() && !isHopeless && place.age < maxAge) continue;
         const Key key = place.key;
-        if (!details.resolver->IsIdle()) mResting.push_back(key);
+        if (!isHopeless) mResting.push_back(key);
         Vacate(key, details);
         return true;
     }
@@ -301,12 +353,26 @@ void Cmn_BonjourLocatorImpl::Vacate(const Key& key, Details& details) {
     std::erase_if(mRunning, [&](const Place& place) { return place.key == key; });
 }
 
+Cmn_BonjourResolver* Cmn_BonjourLocatorImpl::FindResolver(const Key& key) {
+    const auto found = mInstances.find(key);
+    return found != mInstances.end() ? found->second.resolver.get() : nullptr;
+}
+
+// Each step may end in an error that the user takes for a reason to stop.
+void Cmn_BonjourLocatorImpl::Watch(const Key& key) {
+    for (const auto part : Cmn_BonjourResolver::kWatches)
+        if (Cmn_BonjourResolver* const resolver = FindResolver(key)) resolver->Watch(part);
+}
+
 void Cmn_BonjourLocatorImpl::OnProbeTimer() {
     const auto self = shared_from_this();
     Probe();
+    if (IsRegistered() && FindInterface() != mInterfaceIndex) SearchAnew();
     if (!IsRegistered()) return;
     ProbeResolvers();
-    for (std::size_t i = 0; i < kMaxResolvers && !mResting.empty(); ++i) {
+    while (mRunning.size() > GetPlaces() && MakeRoom(0)) {  // other locators have come
+    }
+    for (std::size_t i = GetPlaces(); i > 0 && !mResting.empty(); --i) {
         mWaiting.push_back(mResting.front());
         mResting.pop_front();
     }
@@ -318,12 +384,11 @@ void Cmn_BonjourLocatorImpl::ProbeResolvers() {
         ++place.age;
     const auto running = mRunning;  // which an error may change
     for (const Place& place : running) {
-        const auto Find = [&]() -> Cmn_BonjourResolver* {
-            const auto found = mInstances.find(place.key);
-            return found != mInstances.end() ? found->second.resolver.get() : nullptr;
-        };
-        if (Cmn_BonjourResolver* const resolver = Find()) resolver->Probe();
-        if (Cmn_BonjourResolver* const resolver = Find()) resolver->ProbeLookup();
+        for (const auto part : Cmn_BonjourResolver::kParts) {
+            Cmn_BonjourResolver* const resolver = FindResolver(place.key);
+            Cmn_BonjourAsyncHandler* const handler = resolver ? resolver->GetPart(part) : nullptr;
+            if (handler) handler->Probe();
+        }
     }
 }
 

@@ -8,9 +8,9 @@
 //   ...
 //   impl->Finish();
 //
-// An event manager has room for few handlers (63), so at most kMaxResolvers resolvers run at a time. Further instances wait;
-// one that is resolved makes room for them. With more services than places the resolvers take turns, so that changes of all
-// TXT records are noticed.
+// An event manager has room for few handlers (63), so the locators of a manager share kMaxResolvers places for resolvers; each
+// has one at least. Further instances wait; one that is resolved makes room for them. With more services than places the
+// resolvers take turns, so that changes of all TXT records are noticed.
 //
 // Threads:   the event manager's
 // Ownership: shared: an object that is used by a frame on the stack outlives it. Points to the observer, which must outlive
@@ -45,6 +45,7 @@ public:
     Cmn_BonjourLocatorImpl(const std::string& serviceType, ENetworkUser networkUser,
                            std::unique_ptr<Cmn_BonjourLocatorObserver> observer,
                            IF_EventManager& eventManager);
+    ~Cmn_BonjourLocatorImpl() override;
 
     // Ends all operations: from now on nothing is found.
     void Quiet();
@@ -61,6 +62,8 @@ private:
     using Key = Cmn_BonjourServiceKey;
     using Details = Cmn_BonjourServiceDetails;
     using Report = void (Cmn_BonjourLocatorObserver::*)(const Cmn_BonjourService&);
+
+    class Adapter;
 
     struct Place {
         Key key;
@@ -83,13 +86,18 @@ private:
     void CompareTxtRecord(Details& details, const TxtRecord& txtRecord);
     void ReportDuplicates(Details& details);
     void DropAll();
+    unsigned int FindInterface() const;
+    void SearchAnew();
     void Tell(Report report, const Cmn_BonjourService& service);
     void ReconfirmKnown(const Cmn_BonjourService& service);
     void ReconfirmAll();
 
     void StartWaiting();
-    bool MakeRoom();
+    std::size_t GetPlaces() const;
+    bool MakeRoom(int maxAge = kMaxAge);
     void Vacate(const Key& key, Details& details);
+    Cmn_BonjourResolver* FindResolver(const Key& key);
+    void Watch(const Key& key);
     void ProbeResolvers();
 
     static void OnBrowse(DNSServiceRef, DNSServiceFlags flags, uint32_t interfaceIndex,
@@ -97,7 +105,8 @@ private:
                          void* context);
 
     const std::string mServiceType;
-    const ENetworkUser mNetworkUser;
+    const std::unique_ptr<Adapter> mAdapter;  // of the network user; none for any
+    unsigned int mInterfaceIndex = 0;         // of the search that runs
     const std::unique_ptr<Cmn_BonjourLocatorObserver> mObserver;
     std::map<Key, Details> mInstances;
     // Keys of instances that may be gone, or have a resolver again: looked at when their turn comes.
@@ -105,6 +114,7 @@ private:
     std::deque<Key> mResting;     // had their turn, wait for the next probe
     std::vector<Place> mRunning;  // in the order of their start
     bool mReentrance = false;
+    bool mIsQuiet = false;
     Cmn_PeriodicTimer mReconfirmTimer;
 };
 

@@ -18,10 +18,6 @@
 
 namespace NorvikLibInternal {
 
-// The data of the SRV record that a registered service has: priority and weight 0, port, and the host's labels. Empty when
-// the host is no name.
-NORVIK_API std::string SrvRecordData(unsigned short port, const std::string& hostName);
-
 class Cmn_BonjourRecordReconfirmer {
 public:
     Cmn_BonjourRecordReconfirmer(const Cmn_BonjourService& service, const std::string& inServiceTypeName);

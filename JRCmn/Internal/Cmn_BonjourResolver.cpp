@@ -2,10 +2,22 @@
 
 #include "JRCmn/Internal/Cmn_Windows.h"
 
+#include <algorithm>
+
 #include "JRCmn/Cmn_BonjourTXTRecordCodec.h"
 #include "JRCmn/Cmn_Trace.h"
+#include "JRCmn/Internal/Cmn_SrvRecord.h"
 
 namespace NorvikLibInternal {
+namespace {
+
+TxtRecord DecodeTxt(const void* data, std::size_t size) {
+    // One empty item is how the network spells a service without a record.
+    if (size == 1 && data && *static_cast<const char*>(data) == 0) return {};
+    return Cmn_BonjourTXTRecordCodec::Decode(data, static_cast<unsigned short>(size));
+}
+
+}  // namespace
 
 Cmn_BonjourResolver::Cmn_BonjourResolver(const Cmn_BonjourService& service, const std::string& domain,
                                          Owner& owner, IF_EventManager& eventManager)
@@ -36,25 +48,63 @@ void Cmn_BonjourResolver::OnResolve(DNSServiceRef, DNSServiceFlags, uint32_t, DN
     });
 }
 
-void Cmn_BonjourResolver::OnAnswer(const char* host, unsigned short port, const unsigned char* txt,
+void Cmn_BonjourResolver::OnAnswer(const char* host, unsigned short port, const void* txt,
                                    uint16_t txtLength) {
-    // One empty item is how the network spells a service without a record.
-    const bool isEmpty = txtLength == 1 && txt && *txt == 0;
-    mService.mTxtRecord = isEmpty ? TxtRecord() : Cmn_BonjourTXTRecordCodec::Decode(txt, txtLength);
-    const bool isNew = mService.mHostName != host || mService.mPort != port;
-    if (isNew) {
-        mService.mHostName = host;
-        mService.mPort = port;
-        mService.mAddress = {};
-        mLookup.reset();
-        Cmn_Trace("Bonjour: Resolved %s to be from %s, port %d.\n", mService.mName.c_str(), host, port);
-    }
+    mService.mTxtRecord = DecodeTxt(txt, txtLength);
+    SetHost(host, port);
     if (TakeRetried()) Cmn_Trace("Bonjour: resolve retry succeeded for %s\n", mService.mName.c_str());
     if (mService.mAddress.IsValid()) {
         Settle();
     } else if (!mLookup) {
         StartLookup();
     }
+}
+
+void Cmn_BonjourResolver::SetHost(const std::string& host, unsigned short port) {
+    if (mService.mHostName == host && mService.mPort == port) return;
+    mService.mHostName = host;
+    mService.mPort = port;
+    mService.mAddress = {};
+    mLookup.reset();
+    Cmn_Trace("Bonjour: Resolved %s to be from %s, port %d.\n", mService.mName.c_str(), host.c_str(), port);
+}
+
+void Cmn_BonjourResolver::Watch(Part part) {
+    auto& query = part == eTxt ? mTxt : mSrv;
+    if (query) return;
+    query = std::make_unique<Cmn_BonjourRecordQuery>(
+        mService, mDomain, part == eTxt ? kDNSServiceType_TXT : kDNSServiceType_SRV,
+        [this, part](std::string_view data) { part == eTxt ? OnTxt(data) : OnSrv(data); },
+        [this](const Cmn_BonjourError& error) { mOwner.OnResolverError(error); }, GetEventManager());
+    query->Start();
+}
+
+Cmn_BonjourAsyncHandler* Cmn_BonjourResolver::GetPart(Part part) {
+    if (part == eResolve) return this;
+    if (part == eLookup) return mLookup.get();
+    return part == eTxt ? mTxt.get() : mSrv.get();
+}
+
+void Cmn_BonjourResolver::OnTxt(std::string_view data) {
+    mService.mTxtRecord = DecodeTxt(data.data(), data.size());
+    OnWatched();
+}
+
+void Cmn_BonjourResolver::OnSrv(std::string_view data) {
+    constexpr std::size_t kPort = 4;  // priority and weight before it do not matter
+    const std::string known = SrvRecordData(mService.mPort, mService.mHostName);
+    const auto record = ParseSrvRecordData(data);
+    if (record && data.substr(kPort) != std::string_view(known).substr(std::min(kPort, known.size()))) {
+        SetHost(record->host, record->port);
+        return StartLookup();
+    }
+    OnWatched();
+}
+
+// One that was not resolved before is told when both records are seen.
+void Cmn_BonjourResolver::OnWatched() {
+    const bool isSeen = mTxt && mTxt->IsAnswered() && mSrv && mSrv->IsAnswered();
+    if (mService.mAddress.IsValid() && (mIsSettled || isSeen)) Settle();
 }
 
 void Cmn_BonjourResolver::StartLookup() {
@@ -83,6 +133,7 @@ void Cmn_BonjourResolver::OnLookup(const Cmn_IPv4Address& address, const Cmn_Bon
 
 void Cmn_BonjourResolver::Settle() {
     mIsSettled = true;
+    Stop();
     mOwner.OnResolved(*this);
 }
 

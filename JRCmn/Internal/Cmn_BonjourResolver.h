@@ -1,10 +1,14 @@
 #pragma once
 
-// Cmn_BonjourResolver: finds host, port and TXT record of one instance, then the host's address, and goes on telling of
-// changes.
+// Cmn_BonjourResolver: finds host, port and TXT record of one instance, then the host's address; afterwards it can watch the
+// instance for changes.
 //
 //   Cmn_BonjourResolver resolver(service, "local.", owner, manager);
 //   resolver.Start();                                     // ... owner.OnResolved(resolver)
+//   for (const auto part : Cmn_BonjourResolver::kWatches) resolver.Watch(part);
+//
+// The resolve ends with its answer, as the discovery interface demands. Changes are watched by queries of the TXT and SRV
+// records, which cost the network less.
 //
 // Threads:   the event manager's
 // Ownership: points to its owner, whose functions may delete the resolver
@@ -16,6 +20,7 @@
 
 #include "JRCmn/Cmn_BonjourService.h"
 #include "JRCmn/Internal/Cmn_BonjourDNSResolverImpl.h"
+#include "JRCmn/Internal/Cmn_BonjourRecordQuery.h"
 
 namespace NorvikLibInternal {
 
@@ -31,24 +36,34 @@ public:
         ~Owner() = default;
     };
 
-    // Of the service, name, type and interface. With a valid address the host's is not asked for again, as long as host
-    // and port stay.
+    // The operations, of which at most three run at a time.
+    enum Part { eResolve, eLookup, eTxt, eSrv };
+    static constexpr Part kParts[] = {eResolve, eLookup, eTxt, eSrv};
+    static constexpr Part kWatches[] = {eTxt, eSrv};
+
+    // Of the service, name, type and interface. Of one that is known, all: then it can be watched without being resolved.
     Cmn_BonjourResolver(const Cmn_BonjourService& service, const std::string& domain, Owner& owner,
                         IF_EventManager& eventManager);
 
     const Cmn_BonjourService& GetService() const { return mService; }
     // Whether the owner was told what it is now.
     bool IsSettled() const { return mIsSettled; }
-    // May delete this object, as Probe may.
-    void ProbeLookup() {
-        if (mLookup) mLookup->Probe();
-    }
+    // Whether it will never tell anything: its start was refused.
+    bool IsHopeless() const { return IsIdle() && !mIsSettled && !mLookup && !mTxt; }
+    // Starts one of kWatches unless it runs. May delete this object.
+    void Watch(Part part);
+    // Null when there is none.
+    Cmn_BonjourAsyncHandler* GetPart(Part part);
 
 private:
     Cmn_BonjourError StartOperation(DNSServiceRef& ref) override;
     void OnError(const Cmn_BonjourError& error) override;
 
-    void OnAnswer(const char* host, unsigned short port, const unsigned char* txt, uint16_t txtLength);
+    void OnAnswer(const char* host, unsigned short port, const void* txt, uint16_t txtLength);
+    void OnTxt(std::string_view data);
+    void OnSrv(std::string_view data);
+    void OnWatched();
+    void SetHost(const std::string& host, unsigned short port);
     void StartLookup();
     void OnLookup(const Cmn_IPv4Address& address, const Cmn_BonjourError& error);
     void Settle();
@@ -61,6 +76,7 @@ private:
     const std::string mDomain;
     Owner& mOwner;
     std::unique_ptr<Cmn_BonjourDNSResolverImpl> mLookup;
+    std::unique_ptr<Cmn_BonjourRecordQuery> mTxt, mSrv;
     bool mIsSettled = false;
 };
 

@@ -6,6 +6,7 @@
 
 #include "IPC/IPC_Benaphore.h"
 #include "JRCmn/Cmn_Trace.h"
+#include "JRCmn/Internal/Cmn_DnsSdDaemon.h"
 #include "JRCmn/Internal/Cmn_DynamicLibrary.h"
 
 namespace NorvikLibInternal {
@@ -88,6 +89,7 @@ void* FindDnsSdFunction(const char* name) {
 }
 
 void OverrideDnsSdLibrary(std::optional<void*> module) {
+    ForgetDnsSdDaemon();
     GetLibrary().Override(module ? std::optional(static_cast<HMODULE>(*module)) : std::nullopt);
 #define NORVIK_FORGET_DNS_SD_CALL(name, failure) name.Forget();
     NORVIK_DNS_SD_CALLS(NORVIK_FORGET_DNS_SD_CALL)

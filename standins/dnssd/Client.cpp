@@ -25,8 +25,6 @@ struct DNSServiceRefTag {
     Deliver* deliver = nullptr;
     void (*callback)() = nullptr;
     void* context = nullptr;
-    // The part of the next message that has arrived, with its length.
-    std::string input;
     DNSServiceErrorType failure = kDNSServiceErr_NoError;
     // Of the ProcessResult that runs: set when a callback ends its own operation.
     bool* isGone = nullptr;
@@ -42,9 +40,16 @@ std::string_view TextOf(const char* text) {
     return text ? text : "";
 }
 
+// A client library may try for long to reach a daemon that is absent: as long as the environment says.
+bool Connect(Connection& connection) {
+    if (connection.Open(DaemonPort())) return true;
+    ::Sleep(EnvironmentNumber("NORVIK_DNSSD_PATIENCE"));
+    return false;
+}
+
 // The daemon's answer to a request.
 DNSServiceErrorType Ask(Connection& connection, const std::string& request, uint64_t* id = nullptr) {
-    if (!connection.Open(DaemonPort()) || !connection.Send(request)) return kDNSServiceErr_ServiceNotRunning;
+    if (!Connect(connection) || !connection.Send(request)) return kDNSServiceErr_ServiceNotRunning;
     const std::optional<std::string> answer = connection.Receive(kMaxMessage, kAnswerLimit);
     if (!answer) return kDNSServiceErr_ServiceNotRunning;
     Reader reader(*answer);
@@ -156,11 +161,28 @@ bool DeliverRegister(DNSServiceRef ref, std::string_view body, DNSServiceFlags m
     return true;
 }
 
-// Reads on in the next message, and not beyond it. The socket blocks or does not, as its owner has set it.
+bool DeliverQuery(DNSServiceRef ref, std::string_view body, DNSServiceFlags more) {
+    Reader reader(body);
+    if (reader.U8() != kQueryResult) return false;
+    const uint32_t flags = reader.U32();
+    const uint32_t interfaceIndex = reader.U32();
+    const auto error = static_cast<DNSServiceErrorType>(reader.U32());
+    const std::string fullName = reader.Text();
+    const uint16_t type = reader.U16();
+    const std::string data = reader.Text();
+    const uint32_t ttl = reader.U32();
+    if (!reader.IsWhole()) return false;
+    reinterpret_cast<DNSServiceQueryRecordReply>(ref->callback)(
+        ref, flags | more, interfaceIndex, error, fullName.c_str(), type, kDNSServiceClass_IN,
+        static_cast<uint16_t>(data.size()), data.empty() ? nullptr : data.data(), ttl, ref->context);
+    return true;
+}
+
+// Reads the next message, and not beyond it. The socket blocks or does not, as its owner has set it; one that does not must
+// have the whole message already, because not every library goes on later.
 enum class Read { kMessage, kLater, kFailed };
 
-Read ReadMessage(DNSServiceRefTag& operation) {
-    std::string& input = operation.input;
+Read ReadMessage(const DNSServiceRefTag& operation, std::string& input) {
     for (;;) {
         size_t wanted = kPrefixSize;
         if (input.size() >= kPrefixSize) {
@@ -175,7 +197,7 @@ Read ReadMessage(DNSServiceRefTag& operation) {
             ::recv(operation.connection.Socket(), input.data() + size, static_cast<int>(wanted - size), 0);
         const int error = count < 0 ? ::WSAGetLastError() : 0;
         input.resize(size + static_cast<size_t>(count > 0 ? count : 0));
-        if (error == WSAEWOULDBLOCK) return Read::kLater;
+        if (error == WSAEWOULDBLOCK && input.empty()) return Read::kLater;
         if (count <= 0) return Read::kFailed;
     }
 }
@@ -212,6 +234,8 @@ DNSServiceResolveCall DNSServiceResolve;
 DNSServiceConstructFullNameCall DNSServiceConstructFullName;
 DNSServiceReconfirmRecordCall DNSServiceReconfirmRecord;
 DNSServiceGetAddrInfoCall DNSServiceGetAddrInfo;
+DNSServiceQueryRecordCall DNSServiceQueryRecord;
+DNSServiceGetPropertyCall DNSServiceGetProperty;
 
 dnssd_sock_t DNSServiceRefSockFD(DNSServiceRef ref) {
     return ref ? static_cast<dnssd_sock_t>(ref->connection.Socket()) : -1;
@@ -224,10 +248,10 @@ DNSServiceErrorType DNSServiceProcessResult(DNSServiceRef ref) {
     const GoneWatch watch(ref);
     bool hasMore = true;
     while (hasMore) {
-        const Read read = ReadMessage(*ref);
+        std::string message;
+        const Read read = ReadMessage(*ref, message);
         if (read == Read::kLater) return kDNSServiceErr_NoError;
         if (read == Read::kFailed) return ref->failure = kDNSServiceErr_ServiceNotRunning;
-        const std::string message = std::exchange(ref->input, {});
         hasMore = HasMore(*ref);
         const bool isResult = ref->deliver(ref, std::string_view(message).substr(kPrefixSize),
                                            hasMore ? kDNSServiceFlagsMoreComing : 0);
@@ -272,6 +296,27 @@ DNSServiceErrorType DNSServiceGetAddrInfo(DNSServiceRef* ref, DNSServiceFlags fl
     Writer request(kAddress);
     request.U32(flags).U32(interfaceIndex).U32(protocol).Text(hostname);
     return Start(ref, kAddress, request, &DeliverAddress, callback, context);
+}
+
+DNSServiceErrorType DNSServiceQueryRecord(DNSServiceRef* ref, DNSServiceFlags flags, uint32_t interfaceIndex,
+                                          const char* fullname, uint16_t rrtype, uint16_t rrclass,
+                                          DNSServiceQueryRecordReply callback, void* context) {
+    if (!ref || !callback || !fullname || !FitsName(fullname)) return kDNSServiceErr_BadParam;
+    *ref = nullptr;
+    Writer request(kQuery);
+    request.U32(flags).U32(interfaceIndex).U16(rrtype).U16(rrclass).Text(fullname);
+    return Start(ref, kQuery, request, &DeliverQuery, callback, context);
+}
+
+DNSServiceErrorType DNSServiceGetProperty(const char* property, void* result, uint32_t* size) {
+    if (!property || !result || !size) return kDNSServiceErr_BadParam;
+    if (std::string_view(property) != kDNSServiceProperty_DaemonVersion || *size < sizeof(uint32_t))
+        return kDNSServiceErr_Unsupported;
+    constexpr uint32_t kOne = 10'000;
+    Connection connection;
+    const DNSServiceErrorType error = Ask(connection, Writer(kVersion).Take());
+    if (error == kDNSServiceErr_NoError) std::memcpy(result, &kOne, *size = sizeof kOne);
+    return error;
 }
 
 DNSServiceErrorType DNSServiceRegister(DNSServiceRef* ref, DNSServiceFlags flags, uint32_t interfaceIndex,

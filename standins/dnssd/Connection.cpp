@@ -7,12 +7,17 @@
 
 namespace DnsSdStandin {
 
-uint16_t DaemonPort() {
+uint16_t EnvironmentNumber(const char* name) {
     // The process may set the variable while it runs, which the C run-time would not see.
     char text[16];
-    const DWORD size = ::GetEnvironmentVariableA("NORVIK_DNSSD_PORT", text, sizeof text);
-    uint16_t port = 0;
-    if (size > 0 && size < sizeof text) std::from_chars(text, text + size, port);
+    const DWORD size = ::GetEnvironmentVariableA(name, text, sizeof text);
+    uint16_t number = 0;
+    if (size > 0 && size < sizeof text) std::from_chars(text, text + size, number);
+    return number;
+}
+
+uint16_t DaemonPort() {
+    const uint16_t port = EnvironmentNumber("NORVIK_DNSSD_PORT");
     return port != 0 ? port : kDefaultPort;
 }
 

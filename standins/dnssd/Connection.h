@@ -22,6 +22,8 @@ namespace DnsSdStandin {
 constexpr uint16_t kDefaultPort = 53539;
 constexpr unsigned kAnswerLimit = 10'000;
 
+// Of an environment variable; 0 without one.
+uint16_t EnvironmentNumber(const char* name);
 // Of the environment variable NORVIK_DNSSD_PORT, or the default.
 uint16_t DaemonPort();
 

@@ -1,6 +1,7 @@
 #include "standins/dnssd/Daemon.h"
 
 #include <boost/asio/read.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/write.hpp>
 #include <chrono>
 #include <utility>
@@ -77,6 +78,20 @@ private:
         if (!mSocket.is_open()) return;
         mIsWriting = true;
         mSending = std::exchange(mQueue, {});
+        // Behind the answer to the start there may be results: it is the last message that is cut.
+        constexpr size_t kLastPart = 3;
+        if (mDaemon.mPause.count() == 0 || running == 0) return WriteRest();
+        const size_t firstPart = mSending.size() - kLastPart;
+        boost::asio::async_write(mSocket, buffer(mSending, firstPart),
+                                 [self = shared_from_this(), firstPart](error_code error, size_t) {
+                                     if (error) return self->Close();
+                                     self->mSending.erase(0, firstPart);
+                                     self->mTimer.expires_after(self->mDaemon.mPause);
+                                     self->mTimer.async_wait([self](error_code) { self->WriteRest(); });
+                                 });
+    }
+
+    void WriteRest() {
         boost::asio::async_write(mSocket, buffer(mSending),
                                  [self = shared_from_this()](error_code error, size_t) {
                                      self->mIsWriting = false;
@@ -88,6 +103,7 @@ private:
 
     Daemon& mDaemon;
     tcp::socket mSocket;
+    boost::asio::steady_timer mTimer{mDaemon.mContext};
     char mPrefix[kPrefixSize] = {};
     std::string mBody;
     std::string mQueue;
@@ -132,6 +148,8 @@ void Daemon::Handle(const std::shared_ptr<Session>& session, std::string_view bo
     Reader reader(body);
     const auto kind = static_cast<Kind>(reader.U8());
     if (kind == kControl) return HandleControl(session, reader.Rest());
+    if (kind == kVersion)
+        return session->Answer(reader.Rest().empty() ? 0 : NorvikLibInternal::kDNSServiceErr_BadParam);
     if (kind == kUpdate) {
         const uint64_t operation = reader.U64();
         const std::string txt = reader.Text();
@@ -149,6 +167,13 @@ void Daemon::Handle(const std::shared_ptr<Session>& session, std::string_view bo
         reader.Text();  // the data: a record is known by its name and type
         if (!reader.IsWhole()) return session->Close();
         return session->Answer(mRegistry.Reconfirm(operation.interfaceIndex, fullName, recordType));
+    }
+    if (kind == kQuery) {
+        operation.recordType = reader.U16();
+        reader.U16();  // the class
+        operation.fullName = reader.Text();
+        if (!reader.IsWhole()) return session->Close();
+        return StartOperation(session, std::move(operation));
     }
     if (kind < kBrowse || kind > kRegister) return session->Close();
     if (kind == kAddress) operation.protocol = reader.U32();
@@ -183,6 +208,10 @@ void Daemon::HandleControl(const std::shared_ptr<Session>& session, const std::s
     if (command == "exit" && words.size() == 1) {
         session->Answer(0);
         return session->ExitWhenSent();
+    }
+    if (command == "halves" && words.size() == 2) {
+        mPause = std::chrono::milliseconds(Number(words[1], 0, INT16_MAX).value_or(0));
+        return session->Answer(0);
     }
     if (command == "drop" && words.size() == 1) {
         DropOperations();

@@ -12,6 +12,7 @@
 // Units:     bytes
 
 #include <boost/asio/ip/tcp.hpp>
+#include <chrono>
 #include <map>
 #include <memory>
 #include <string>
@@ -55,6 +56,8 @@ private:
     uint64_t mNextOperation;
     std::map<uint64_t, std::shared_ptr<Session>> mOperations;
     std::vector<Wait> mWaits;
+    // Between the parts in which results go out; 0: they go out whole.
+    std::chrono::milliseconds mPause{0};
     Registry mRegistry;
 };
 

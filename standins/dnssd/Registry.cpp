@@ -41,6 +41,8 @@ std::string ErrorResult(Kind kind, int32_t error) {
             return Writer(kResolveResult).U32(0).U32(0).U32(code).Text("").Text("").U16(0).Text("").Take();
         case kAddress:
             return Writer(kAddressResult).U32(0).U32(0).U32(code).Text("").Text("").U32(0).Take();
+        case kQuery:
+            return Writer(kQueryResult).U32(0).U32(0).U32(code).Text("").U16(0).Text("").U32(0).Take();
         default:
             return Writer(kRegisterResult).U32(0).U32(code).Text("").Text("").Text("").Take();
     }
@@ -49,6 +51,17 @@ std::string ErrorResult(Kind kind, int32_t error) {
 // No TXT record is announced as one empty string, because a TXT record is never without any.
 std::string TxtOrEmpty(const std::string& txt) {
     return txt.empty() ? std::string(1, '\0') : txt;
+}
+
+std::string SrvData(const Instance& instance) {
+    std::string data(4, '\0');
+    data += static_cast<char>(instance.port >> 8);
+    data += static_cast<char>(instance.port & 0xFF);
+    for (std::string_view rest = instance.host; !rest.empty();) {
+        const std::string label = TakeLabel(rest).value_or("");
+        data += static_cast<char>(label.size()) + label;
+    }
+    return data + '\0';
 }
 
 bool Contains(const InterfaceList& list, uint32_t interfaceIndex) {
@@ -84,6 +97,7 @@ int32_t Registry::InjectedFailure(Kind kind) {
 
 int32_t Registry::Judge(Operation& operation) const {
     if (operation.flags & kDNSServiceFlagsShareConnection) return kDNSServiceErr_Unsupported;
+    if (operation.kind == kQuery) return JudgeQuery(operation);
     if (operation.kind == kAddress) {
         constexpr uint32_t kBoth = kDNSServiceProtocol_IPv4 | kDNSServiceProtocol_IPv6;
         if (operation.host.empty() || (operation.protocol & ~kBoth) != 0) return kDNSServiceErr_BadParam;
@@ -99,6 +113,19 @@ int32_t Registry::Judge(Operation& operation) const {
     if (operation.kind == kRegister) return JudgeRegistration(operation);
     const bool isName = !operation.name.empty() && operation.name.size() <= kMaxLabel;
     return operation.kind == kResolve && !isName ? kDNSServiceErr_BadParam : kDNSServiceErr_NoError;
+}
+
+int32_t Registry::JudgeQuery(Operation& operation) {
+    if (operation.recordType != kDNSServiceType_SRV && operation.recordType != kDNSServiceType_TXT)
+        return kDNSServiceErr_Unsupported;
+    std::string_view rest = operation.fullName;
+    const std::optional<std::string> name = TakeLabel(rest);
+    const std::optional<std::string> program = TakeLabel(rest);
+    const std::optional<std::string> protocol = TakeLabel(rest);
+    if (!name || !program || !protocol || protocol->empty()) return kDNSServiceErr_BadParam;
+    operation.name = *name;
+    operation.type = *program + "." + *protocol;
+    return kDNSServiceErr_NoError;
 }
 
 int32_t Registry::JudgeRegistration(Operation& operation) const {
@@ -125,8 +152,10 @@ void Registry::Begin(uint64_t id) {
     for (const auto& [key, instance] : mInstances) {
         if (operation.kind == kBrowse)
             AnnounceTo(id, operation, instance, true);
-        else
+        else if (operation.kind == kResolve)
             Resolve(id, operation, instance);
+        else
+            AnswerQuery(id, operation, instance, true);
     }
 }
 
@@ -238,6 +267,8 @@ void Registry::Deliver(const Instance& instance, bool isAdd) {
 void Registry::Erase(std::map<Key, Instance>::iterator position) {
     const auto erased = mInstances.extract(position);
     Announce(erased.mapped(), false);
+    for (auto& [id, operation] : mOperations)
+        if (operation.kind == kQuery) AnswerQuery(id, operation, erased.mapped(), false);
 }
 
 void Registry::Announce(const Instance& instance, bool isAdd) {
@@ -252,8 +283,28 @@ void Registry::AnnounceTo(uint64_t id, const Operation& browse, const Instance& 
 }
 
 void Registry::AnswerResolves(const Instance& instance) {
-    for (const auto& [id, operation] : mOperations)
+    for (auto& [id, operation] : mOperations) {
         if (operation.kind == kResolve) Resolve(id, operation, instance);
+        if (operation.kind == kQuery) AnswerQuery(id, operation, instance, true);
+    }
+}
+
+// The new data come before the word that the old ones are gone.
+void Registry::AnswerQuery(uint64_t id, Operation& query, const Instance& instance, bool isThere) {
+    if (!IsVisible(instance) || Folded(query.type) != Folded(instance.type)) return;
+    if (Folded(query.name) != Folded(instance.name)) return;
+    const std::string data =
+        query.recordType == kDNSServiceType_SRV ? SrvData(instance) : TxtOrEmpty(instance.txt);
+    for (const uint32_t seen : SeenOn(instance.interfaceIndex, query.interfaceIndex)) {
+        const auto send = [&](uint32_t flags, const std::string& each) {
+            Writer message(kQueryResult);
+            message.U32(flags).U32(seen).U32(0).Text(query.fullName).U16(query.recordType);
+            mSend(id, message.Text(each).U32(flags != 0 ? kHostTtl : 0).Take());
+        };
+        const std::string old = std::exchange(query.told[seen], isThere ? data : "");
+        if (isThere && old != data) send(kDNSServiceFlagsAdd, data);
+        if (!old.empty() && (!isThere || old != data)) send(0, old);
+    }
 }
 
 void Registry::Resolve(uint64_t id, const Operation& resolve, const Instance& instance) {

@@ -48,6 +48,10 @@ struct Operation {
     std::string domain;
     std::string host;
     Instance instance;
+    // Of a query: what it asks for, and the data that it was told of, by interface.
+    std::string fullName;
+    uint16_t recordType = 0;
+    std::map<uint32_t, std::string> told;
 };
 
 class Registry {
@@ -101,6 +105,7 @@ private:
     static Key KeyOf(const Instance& instance);
     int32_t Judge(Operation& operation) const;
     int32_t JudgeRegistration(Operation& operation) const;
+    static int32_t JudgeQuery(Operation& operation);
     int32_t InjectedFailure(Kind kind);
     InterfaceList SeenOn(uint32_t recordInterface, uint32_t asked) const;
     static bool IsVisible(const Instance& instance) { return instance.port != 0 || instance.owner == 0; }
@@ -110,6 +115,7 @@ private:
     void Announce(const Instance& instance, bool isAdd);
     void AnnounceTo(uint64_t id, const Operation& browse, const Instance& instance, bool isAdd);
     void AnswerResolves(const Instance& instance);
+    void AnswerQuery(uint64_t id, Operation& query, const Instance& instance, bool isThere);
     void Resolve(uint64_t id, const Operation& resolve, const Instance& instance);
     void AnswerAddress(uint64_t id, const Operation& query, uint32_t interfaceIndex, const Host& host,
                        const std::string& address, bool isAdd);

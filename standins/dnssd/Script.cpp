@@ -14,8 +14,9 @@ struct KindName {
     Kind kind;
     const char* name;
 };
-constexpr KindName kKinds[] = {{kBrowse, "browse"},     {kResolve, "resolve"}, {kAddress, "address"},
-                               {kRegister, "register"}, {kUpdate, "update"},   {kReconfirm, "reconfirm"}};
+constexpr KindName kKinds[] = {{kBrowse, "browse"},      {kResolve, "resolve"}, {kAddress, "address"},
+                               {kRegister, "register"},  {kQuery, "query"},     {kUpdate, "update"},
+                               {kReconfirm, "reconfirm"}};
 
 // What a command cannot do with its words; the answer is its usage then.
 struct BadWord {};
@@ -206,14 +207,15 @@ constexpr Command kCommands[] = {
     {"host", 2, 3, &SetHost, "HOST IF[,IF] [ADDRESS[,ADDRESS]]"},
     {"many", 2, 3, &Many, "TYPE COUNT [IF[,IF]]"},
     {"deliver", 4, 4, &Deliver, "add|remove NAME TYPE IF[,IF]"},
-    {"error", 2, 2, &ErrorToAll, "browse|resolve|address|register CODE"},
-    {"fail", 3, 3, &FailNext, "browse|resolve|address|register|update|reconfirm COUNT CODE"},
+    {"error", 2, 2, &ErrorToAll, "browse|resolve|address|register|query CODE"},
+    {"fail", 3, 3, &FailNext, "browse|resolve|address|register|query|update|reconfirm COUNT CODE"},
     {"interfaces", 1, 1, &SetInterfaces, "IF[,IF]"},
     {"clear", 0, 0, &Clear, ""},
     {"list", 0, 0, &List, ""},
     {"operations", 0, 0, &ListOperations, ""},
-    {"await", 2, 2, nullptr, "browse|resolve|address|register COUNT"},
+    {"await", 2, 2, nullptr, "browse|resolve|address|register|query COUNT"},
     {"drop", 0, 0, nullptr, ""},
+    {"halves", 1, 1, nullptr, "MILLISECONDS"},
     {"exit", 0, 0, nullptr, ""},
 };
 

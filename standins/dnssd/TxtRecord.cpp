@@ -9,7 +9,8 @@
 namespace NorvikLibInternal {
 namespace {
 
-constexpr size_t kMaxItem = 255;
+// One less than its length byte can tell: the published clients count that byte, too.
+constexpr size_t kMaxItem = 254;
 
 // What stands in the 16 bytes of a TXTRecordRef.
 struct Content {

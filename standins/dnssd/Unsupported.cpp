@@ -11,9 +11,7 @@ DNSServiceAddRecordCall DNSServiceAddRecord;
 DNSServiceRemoveRecordCall DNSServiceRemoveRecord;
 DNSServiceCreateConnectionCall DNSServiceCreateConnection;
 DNSServiceRegisterRecordCall DNSServiceRegisterRecord;
-DNSServiceQueryRecordCall DNSServiceQueryRecord;
 DNSServiceNATPortMappingCreateCall DNSServiceNATPortMappingCreate;
-DNSServiceGetPropertyCall DNSServiceGetProperty;
 
 DNSServiceErrorType DNSServiceEnumerateDomains(DNSServiceRef*, DNSServiceFlags, uint32_t,
                                                DNSServiceDomainEnumReply, void*) {
@@ -39,18 +37,9 @@ DNSServiceErrorType DNSServiceRegisterRecord(DNSServiceRef, DNSRecordRef*, DNSSe
     return kDNSServiceErr_Unsupported;
 }
 
-DNSServiceErrorType DNSServiceQueryRecord(DNSServiceRef*, DNSServiceFlags, uint32_t, const char*, uint16_t,
-                                          uint16_t, DNSServiceQueryRecordReply, void*) {
-    return kDNSServiceErr_Unsupported;
-}
-
 DNSServiceErrorType DNSServiceNATPortMappingCreate(DNSServiceRef*, DNSServiceFlags, uint32_t,
                                                    DNSServiceProtocol, uint16_t, uint16_t, uint32_t,
                                                    DNSServiceNATPortMappingReply, void*) {
-    return kDNSServiceErr_Unsupported;
-}
-
-DNSServiceErrorType DNSServiceGetProperty(const char*, void*, uint32_t*) {
     return kDNSServiceErr_Unsupported;
 }
 

@@ -27,11 +27,14 @@ enum Kind : uint8_t {
     kUpdate = 5,
     kReconfirm = 6,
     kControl = 7,
+    kQuery = 8,
+    kVersion = 9,
     kAnswer = 16,
     kBrowseResult = 17,
     kResolveResult = 18,
     kAddressResult = 19,
     kRegisterResult = 20,
+    kQueryResult = 21,
 };
 
 constexpr size_t kPrefixSize = 4;
