@@ -235,9 +235,6 @@ EAPI EApiStatus EApiGetCPUNumber(uint32_t* number) {
     return Get("EApiGetCPUNumber", {}, {}, number);
 }
 
-// An older library, for the tests, has no such function.
-#ifndef NORVIK_EAPI_WITHOUT_UTILIZATION
 EAPI EApiStatus EApiCpuGetUtilization(uint32_t cpu, uint32_t* first, uint32_t* second) {
     return Get("EApiCpuGetUtilization", {cpu}, cpu, first, second);
 }
-#endif

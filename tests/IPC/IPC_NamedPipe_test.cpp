@@ -3,13 +3,12 @@
 #include <gmock/gmock.h>
 
 #include <thread>
-#include <vector>
 
 #include "JRCmn/Internal/Cmn_Windows.h"
 #include "JRCmn/Internal/Cmn_WineProbe.h"
 #include "tests/support/EventLoop.h"
 #include "tests/support/FakeClock.h"
-#include "tests/support/TraceCapture.h"
+#include "tests/support/ReportedChecks.h"
 
 namespace {
 
@@ -17,11 +16,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr unsigned kLimit = 20'000;
-
-std::string UniquePipe() {
-    static int number = 0;
-    return "NorvikTest" + std::to_string(::GetCurrentProcessId()) + "-" + std::to_string(++number);
-}
 
 // Notes what it is told.
 class Pipe : public IPC_NamedPipe {
@@ -52,24 +46,21 @@ public:
     IPC_Event received{IPC_Event::eAutoReset}, greeted, lostEvent;
 };
 
-struct Form {
-    bool withLengths;  // before the messages, or kept apart by the platform
-    LoopKind loop;
-
-    friend void PrintTo(const Form& form, std::ostream* out) {
-        *out << (form.withLengths ? "lengths" : "messages");
-    }
-};
-
-class NamedPipe : public testing::TestWithParam<Form> {
+// With lengths before the messages or with messages that the platform keeps apart, on either manager.
+class NamedPipe : public testing::TestWithParam<std::tuple<bool, LoopKind>> {
 protected:
     NamedPipe() { NorvikLibInternal::OverrideWineProbe(WithLengths()); }
 
-    static bool WithLengths() { return GetParam().withLengths; }
+    static bool WithLengths() { return std::get<0>(GetParam()); }
 
     void RegisterServer(Pipe& server, int bufferSize = 4'000) {
         server.InitServer(name.c_str(), bufferSize, -1);
         manager->RegisterHandler(&server, "server");
+    }
+    void StartServerThread(Pipe& server) {
+        server.InitServer(name.c_str(), 1'000, -1);
+        server.SetReconnectMode(IPC_NamedPipe::eReconnect_OnWrite);
+        server.StartReadThread(eHigh);
     }
     bool ConnectClient(Pipe& client) {
         client.InitClient(name.c_str(), 1'000);
@@ -94,26 +85,17 @@ protected:
         ::WriteFile(pipe, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
     }
 
-    AnyManager manager{GetParam().loop};
-    const std::string name = UniquePipe();
+    AnyManager manager{std::get<1>(GetParam())};
+    const std::string name = UniqueName("pipe");
 };
 INSTANTIATE_TEST_SUITE_P(Forms, NamedPipe,
-                         testing::Values(Form{false, LoopKind::kWait}, Form{true, LoopKind::kWait}),
+                         testing::Combine(testing::Bool(), testing::Values(LoopKind::kWait, LoopKind::kAsio)),
                          [](const auto& form) {
-                             return form.param.withLengths ? "WithLengths" : "WithMessages";
+                             return std::string(std::get<0>(form.param) ? "WithLengths" : "WithMessages") +
+                                    (std::get<1>(form.param) == LoopKind::kAsio ? "Asio" : "Wait");
                          });
 
-// The event-driven server, on both managers.
-class PipeServer : public NamedPipe {};
-INSTANTIATE_TEST_SUITE_P(Forms, PipeServer,
-                         testing::Values(Form{false, LoopKind::kWait}, Form{true, LoopKind::kWait},
-                                         Form{false, LoopKind::kAsio}, Form{true, LoopKind::kAsio}),
-                         [](const auto& form) {
-                             return std::string(form.param.loop == LoopKind::kAsio ? "Asio" : "Wait") +
-                                    (form.param.withLengths ? "WithLengths" : "WithMessages");
-                         });
-
-TEST_P(PipeServer, AnEventDrivenServerAnswersClientAfterClient) {
+TEST_P(NamedPipe, AnEventDrivenServerAnswersClientAfterClient) {
     Pipe server;
     server.echoes = true;
     RegisterServer(server);
@@ -140,7 +122,7 @@ TEST_P(PipeServer, AnEventDrivenServerAnswersClientAfterClient) {
     manager->UnregisterHandler(&server);
 }
 
-TEST_P(PipeServer, AStrangerIsRefusedAndThePlaceIsForTheNext) {
+TEST_P(NamedPipe, AStrangerIsRefusedAndThePlaceIsForTheNext) {
     const std::string framed = WithLengths() ? std::string("\x08\0\0\0\0\0\0\0", 8) : "";
     const std::string cut = WithLengths() ? std::string("\x03\0\0\0\0\0\0\0", 8) : "";
     const std::string huge = WithLengths() ? "\xFF\xFF\xFF\xFF" : std::string(1'000'000, 'x');
@@ -166,7 +148,7 @@ TEST_P(PipeServer, AStrangerIsRefusedAndThePlaceIsForTheNext) {
     manager->UnregisterHandler(&server);
 }
 
-TEST_P(PipeServer, AMessageThatIsTooLargeIsDroppedWhole) {
+TEST_P(NamedPipe, AMessageThatIsTooLargeIsDroppedWhole) {
     Pipe server;
     RegisterServer(server, 100);
     Pipe client;
@@ -189,11 +171,8 @@ TEST_P(PipeServer, AMessageThatIsTooLargeIsDroppedWhole) {
 
 TEST_P(NamedPipe, AReaderThreadDeliversUntilItIsStopped) {
     Pipe server, client;
-    server.InitServer(name.c_str(), 1'000, -1);
-    server.SetReconnectMode(IPC_NamedPipe::eReconnect_OnWrite);
-    server.StartReadThread(eHigh);
-    client.InitClient(name.c_str(), 1'000);
-    ASSERT_TRUE(client.Connect(kLimit));
+    StartServerThread(server);
+    ASSERT_TRUE(ConnectClient(client));
     for (int i = 0; i < 100; ++i) {
         ASSERT_TRUE(client.Send(std::to_string(i)));
         ASSERT_TRUE(server.received.Wait(kLimit));
@@ -252,8 +231,7 @@ TEST_P(NamedPipe, AClientFindsItsServerAgain) {
         client->InitClient(name.c_str(), 1'000);
         for (int round = 0; round < 3; ++round) {
             Pipe server;
-            server.InitServer(name.c_str(), 1'000, -1);
-            manager->RegisterHandler(&server, "server");
+            RegisterServer(server);
             EXPECT_TRUE(Process([&] { return client->Send("hello") && !server.messages.empty(); }));
             manager->UnregisterHandler(&server);
         }
@@ -263,7 +241,7 @@ TEST_P(NamedPipe, AClientFindsItsServerAgain) {
     EXPECT_EQ(onWrite.lost, 3);
 }
 
-TEST_P(PipeServer, PendingOperationsEndWithTheObject) {
+TEST_P(NamedPipe, PendingOperationsEndWithTheObject) {
     for (int state = 0; state < 3; ++state) {
         Pipe server, client;
         RegisterServer(server);
@@ -346,19 +324,16 @@ TEST_P(NamedPipe, StopReachesItsThreadInEveryState) {
     lonely.InitClient("NobodyHasThisPipe", 10);
     EXPECT_TRUE(lonely.IsReadThreadRunning());
     EXPECT_TRUE(lonely.Stop(kLimit));
-    waiting.InitServer(UniquePipe().c_str(), 10, -1);
+    waiting.InitServer(UniqueName("waiting").c_str(), 10, -1);
     waiting.StartReadThread();
     EXPECT_TRUE(waiting.Stop(kLimit));
     waiting.SetReconnectMode(IPC_NamedPipe::eReconnect_Background);
     EXPECT_TRUE(waiting.IsReadThreadRunning()) << "it is set up and not connected";
     EXPECT_TRUE(waiting.Stop(kLimit));
     Flooded writing;
-    writing.InitServer(name.c_str(), 1'000, -1);
-    writing.SetReconnectMode(IPC_NamedPipe::eReconnect_OnWrite);
-    writing.StartReadThread();
+    StartServerThread(writing);
     Pipe client;
-    client.InitClient(name.c_str(), 1'000);
-    ASSERT_TRUE(client.Connect(kLimit));
+    ASSERT_TRUE(ConnectClient(client));
     client.Send(std::string(1'000, 'x'));
     ASSERT_TRUE(writing.received.Wait(kLimit));
     EXPECT_TRUE(writing.Stop(kLimit));
@@ -396,10 +371,9 @@ TEST_P(NamedPipe, WritersAReaderAndServersThatComeAndGoMixNothing) {
         });
     }
     for (int round = 0; round < 10; ++round) {
-        Noting server(IPC_NamedPipe::eReconnect_OnWrite);
+        Noting server;
         server.echoes = true;
-        server.InitServer(name.c_str(), 1'000, -1);
-        server.StartReadThread();
+        StartServerThread(server);
         EXPECT_TRUE(server.received.Wait(kLimit));
         EXPECT_TRUE(server.Stop(kLimit));
         EXPECT_TRUE(server.isWhole);

@@ -69,15 +69,9 @@ TEST(PipeMessage, ALengthThatCannotBeIsRefusedBeforeAnythingIsReadByIt) {
     }
 }
 
-TEST(PipeMessage, MessageModeDropsTheRestOfWhatIsTooLarge) {
-    char buffer[10];
-    PipeMessageReader reader(false, buffer, sizeof buffer);
-    EXPECT_EQ(reader.Target(), buffer);
-    EXPECT_EQ(reader.Took(10, true), PipeMessageReader::kIncomplete);
-    EXPECT_LE(reader.Wanted(), 10);
-    EXPECT_EQ(reader.Took(10, true), PipeMessageReader::kIncomplete);
-    EXPECT_EQ(reader.Took(1, false), PipeMessageReader::kTooLarge);
-    PipeMessageReader none(false, buffer, 0);  // the rest goes beside a buffer that has no room
+TEST(PipeMessage, TheRestOfAMessageGoesBesideABufferThatHasNoRoom) {
+    char buffer[1];
+    PipeMessageReader none(false, buffer, 0);
     none.Took(0, true);
     EXPECT_NE(none.Target(), buffer);
     EXPECT_GT(none.Wanted(), 0);

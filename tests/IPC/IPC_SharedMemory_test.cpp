@@ -1,7 +1,6 @@
 #include "IPC/IPC_SharedMemory.h"
 
 #include <algorithm>
-#include <thread>
 
 #include "IPC/IPC_SeqLock.h"
 #include "JRCmn/Internal/Cmn_WineProbe.h"
@@ -71,10 +70,8 @@ TEST(IPC_SharedMemory, RefusesWhatIsNoBlockOrTooSmall) {
     const std::string texts[] = {" mFileMappingHandle != 0|118" + open + "158" + open,
                                  newView + "119" + view + "159" + view, " totalSize <= MappedSize(mDataPtr)|",
                                  " totalSize <= MappedSize(mDataPtr)|"};
-    char program[MAX_PATH];
-    ::GetModuleFileNameA(nullptr, program, sizeof program);
     const KernelHandle file(
-        ::CreateFileA(program, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+        ::CreateFileA(_pgmptr, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
     const DWORD protections[] = {0, PAGE_READONLY, PAGE_READWRITE | SEC_RESERVE, PAGE_READWRITE};
     IPC_SharedMemory block(name.c_str());
     IPC_NamedMutex mutex((name + " - Mutex").c_str());

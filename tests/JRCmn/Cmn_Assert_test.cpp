@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <thread>
-#include <vector>
 
 #include "JRCmn/Cmn_QuestionDialog.h"
 #include "JRCmn/Cmn_Thread.h"

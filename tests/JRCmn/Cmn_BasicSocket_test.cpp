@@ -2,10 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <optional>
-#include <string>
-#include <vector>
-
 #include "JRCmn/Cmn_DatagramSocket.h"
 #include "JRCmn/Internal/Cmn_SocketCalls.h"
 #include "tests/support/EventLoop.h"
@@ -83,12 +79,6 @@ class BasicSocket : public testing::Test {
 protected:
     ~BasicSocket() override { GetSocketCalls() = {}; }
 
-    template <typename Condition>
-    bool Process(Condition condition) {
-        for (int i = 0; i < 1'000 && !condition(); ++i)
-            manager.ProcessOneEvent(20);
-        return condition();
-    }
     bool Traced(const std::string& text) { return AnyContains(TakeTraces(), text); }
 
     DefaultManager manager;
@@ -99,7 +89,7 @@ TEST_F(BasicSocket, DatagramsOfEverySizeArriveWholeAndInOrder) {
     server.Listen();
     const std::string large(65'507, 'x'), tooLarge(65'537, 'x');
     client.SendTo(server, {"", "1", "", large.c_str()});
-    EXPECT_TRUE(Process([&] { return server.received.size() == 4; }));
+    EXPECT_TRUE(RunUntil(manager, [&] { return server.received.size() == 4; }));
     EXPECT_THAT(server.received, ElementsAre("", "1", "", large));
     EXPECT_EQ(server.GetSender().GetAddress(), kLocal);
     EXPECT_FALSE(client.Send(tooLarge.data(), 65'536));
@@ -120,7 +110,7 @@ TEST_F(BasicSocket, StopsWhenItsFunctionSaysSoAndGoesOnLater) {
         return server.received.size() % 2 == 0;
     };
     client.SendTo(server, {"1", "2", "3"});
-    EXPECT_TRUE(Process([&] { return server.received.size() == 1; }));
+    EXPECT_TRUE(RunUntil(manager, [&] { return server.received.size() == 1; }));
     EXPECT_FALSE(manager.ProcessOneEvent(0));
     server.StartReading();
     EXPECT_THAT(server.received, ElementsAre("1", "2", "3"));
@@ -143,9 +133,9 @@ TEST_F(BasicSocket, MayBeClosedReopenedOrDestroyedInItsFunctions) {
         // The second is there already when the function runs, in every other round.
         client.SendTo(*server, {"1"});
         if (round % 2 != 0) client.SendTo(*server, {"2"});
-        EXPECT_TRUE(Process([&] { return calls == 1; }));
+        EXPECT_TRUE(RunUntil(manager, [&] { return calls == 1; }));
         if (round % kActions == kReopen) Peer().SendTo(*server, {"again"});
-        EXPECT_TRUE(Process([&] { return calls == (round % kActions == kReopen ? 2 : 1); }));
+        EXPECT_TRUE(RunUntil(manager, [&] { return calls == (round % kActions == kReopen ? 2 : 1); }));
         EXPECT_FALSE(manager.ProcessOneEvent(0));
         EXPECT_TRUE(!server || server->closed == 1);
     }  // a third of them go with a receive under way
@@ -163,7 +153,7 @@ TEST_F(BasicSocket, AFailedReceiveClosesItAndOnlyAResetIsNoReport) {
         EXPECT_TRUE(Traced("Cmn_BasicSocket: receive failed with error " + std::to_string(error) + "\n"));
         GetSocketCalls().getResult = [](auto...) { return ::WSASetLastError(sError), FALSE; };
         Peer().SendTo(later, {"x"});
-        EXPECT_TRUE(Process([&] { return !later.IsOpen(); }));
+        EXPECT_TRUE(RunUntil(manager, [&] { return !later.IsOpen(); }));
         EXPECT_TRUE(Traced("Overlapped WSARecv failed with error " + std::to_string(error) + "\n"));
         EXPECT_EQ(atOnce.closed + later.closed, 2);
         GetSocketCalls() = {};

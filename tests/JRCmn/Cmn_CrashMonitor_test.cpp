@@ -9,7 +9,6 @@
 #include "JRCmn/Cmn_Logging.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TempFolder.h"
-#include "tests/support/TraceCapture.h"
 
 using testing::AllOf, testing::Contains, testing::ElementsAre, testing::HasSubstr, testing::StartsWith;
 

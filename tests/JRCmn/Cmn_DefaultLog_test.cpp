@@ -2,9 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <string>
-#include <vector>
-
 #include "JRCmn/Cmn_Trace.h"
 #include "JRCmn/Internal/Cmn_Windows.h"
 #include "tests/support/FakeClock.h"

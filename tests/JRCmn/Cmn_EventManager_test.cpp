@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <bit>
 #include <map>
 #include <memory>
 #include <random>
@@ -61,9 +60,9 @@ TEST(EventManager, RefusesTheSixtyFourthHandlerAndThoseItCannotWaitFor) {
         ReportedOnce("'inEventHandler && mHandlersCount < MAXIMUM_WAIT_OBJECTS - 1' failed in "
                      "JRCmn\\Cmn_EventManager.cpp(63)"));
     EXPECT_FALSE(manager.RegisterHandler(&withoutHandle, "no handle"));
-    EXPECT_THAT(TakeReports(),
-                ElementsAre(HasSubstr("'(mEvents[mHandlersCount] = inEventHandler->GetEventToWaitOn()) != 0' "
-                                      "failed in JRCmn\\Cmn_EventManager.cpp(65)")));
+    EXPECT_TRUE(
+        ReportedOnce("'(mEvents[mHandlersCount] = inEventHandler->GetEventToWaitOn()) != 0' failed in "
+                     "JRCmn\\Cmn_EventManager.cpp(65)"));
     for (int i = 0; i < 63; ++i)
         ASSERT_TRUE(manager.RegisterHandler(&handlers[i], nullptr)) << i;
     EXPECT_FALSE(manager.RegisterHandler(&handlers[63], "one too many"));
@@ -195,37 +194,28 @@ TEST(EventManager, HandlersMayRegisterUnregisterDeleteAndPumpAsTheyLike) {
     std::mt19937 random(4711);
     int number = 0, depth = 0, deepest = 0, deleted = 0;
     const auto Choose = [&](unsigned below) { return static_cast<int>(random() % below); };
-    const auto Remove = [&](int id) {
-        const auto found = alive.find(id);
-        if (found == alive.end()) return;
-        EXPECT_TRUE(manager.UnregisterHandler(found->second.get()));
-        alive.erase(found);
-        ++deleted;
+    const auto Remove = [&](int last, int count) {
+        for (int id = last; id > last - count; --id) {
+            const auto found = alive.find(id);
+            if (found == alive.end()) continue;
+            EXPECT_TRUE(manager.UnregisterHandler(found->second.get()));
+            alive.erase(found);
+            ++deleted;
+        }
     };
     std::function<void()> add = [&] {
         if (alive.size() >= 40) return;
         const int id = ++number;
         alive[id] = std::make_unique<TestHandler>([&, id] {
             ASSERT_TRUE(alive.count(id)) << "called after it was unregistered";
-            switch (Choose(6)) {
-                case 0:
-                    add();
-                    break;
-                case 1:
-                    Remove(id);
-                    break;
-                case 2:
-                    Remove(id + Choose(20) - 10);
-                    break;
-                case 3:
-                    for (int i = id; i > id - 40; --i)
-                        Remove(i);
-                    break;
-                default:
-                    deepest = std::max(deepest, ++depth);
-                    if (depth < 20) manager.ProcessOneEvent(0);
-                    --depth;
-            }
+            const int choice = Choose(6);
+            if (choice == 0) return add();
+            if (choice == 1) return Remove(id + Choose(20) - 10, 1);
+            if (choice == 2) return Remove(id, 1);
+            if (choice == 3) return Remove(id, 40);
+            deepest = std::max(deepest, ++depth);
+            if (depth < 20) manager.ProcessOneEvent(0);
+            --depth;
         });
         EXPECT_TRUE(manager.RegisterHandler(alive[id].get(), "handler"));
         alive[id]->event.Set();
@@ -436,14 +426,10 @@ using EventHandlers = LoopTest;
 TEST_P(EventHandlers, CallTheirFunctionsAndMayDeleteThemselves) {
     IPC_Event event;
     int calls = 0;
-    {
-        IPC_EventHandler unregistered(event.GetHandle(), "Nobody", [] {});
-    }
+    IPC_EventHandler(event.GetHandle(), "Nobody", [] {});
     EXPECT_TRUE(ReportedOnce("'gIF_EventManager' failed in IPC\\IPC_EventHandler.cpp(27)"));
-    {
-        Cmn_SimpleEventHandler unregistered(
-            event.GetHandle(), [] {}, "Nobody");
-    }
+    Cmn_SimpleEventHandler(
+        event.GetHandle(), [] {}, "Nobody");
     EXPECT_TRUE(ReportedOnce("'gIF_EventManager' failed in JRCmn\\Cmn_SimpleEventHandler.h(32)"));
     AnyManager manager(GetParam());
     event.Set();

@@ -5,8 +5,6 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <string>
-#include <vector>
 
 #include "JRCmn/Cmn_Trace.h"
 #include "JRCmn/Internal/Cmn_Windows.h"

@@ -49,7 +49,6 @@ struct FakeLoop final : NorvikLibInternal::LoopWatch {
 
 TEST(LoopWatch, ReportsEachHandlerOnceThatOutlivesTheLimit) {
     const Story stories[] = {
-        {{}, 1, ""},
         {{{0, 500}, {1'000, 1'999}}, 1, ""},
         {{{0, 3'000}}, 1, "1000 blocks, 3000 unblocked, "},
         {{{0, 3'000}}, 3, ""},

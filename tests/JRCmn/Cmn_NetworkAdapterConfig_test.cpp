@@ -12,7 +12,7 @@
 
 #include "IPC/IPC_Event.h"
 #include "JRCmn/Cmn_Registry.h"
-#include "JRCmn/Internal/Cmn_AdapterCalls.h"
+#include "tests/support/FakeAdapter.h"
 #include "tests/support/TraceCapture.h"
 
 namespace {
@@ -21,41 +21,11 @@ using namespace NorvikLibInternal;
 using testing::Contains;
 
 constexpr std::chrono::seconds kLimit{20};
-constexpr uint32_t kFirst = 0x0100000A, kSecond = 0x0200000A;
 
-// A machine with one adapter, whose address the test sets; 0 is none.
-std::atomic<uint32_t> gAddress;
-std::atomic<int> gDisarmed;
-const IPC_Event& Changed() {
-    static const IPC_Event changed(IPC_Event::eAutoReset);
-    return changed;
-}
-
-bool ListOne(std::vector<Adapter>& list) {
-    const uint32_t address = gAddress;
-    list = {{"{1}", "Ethernet", 7, address != 0, false, {address}}};
-    return true;
-}
-
-class NetworkAdapterConfig : public testing::Test {
-protected:
-    NetworkAdapterConfig() {
-        gAddress = kFirst;
-        gDisarmed = 0;
-        GetAdapterCalls() = {&ListOne, [] { return Changed().GetHandle(); }, [] { ++gDisarmed; }, INFINITE};
-    }
-    ~NetworkAdapterConfig() override { GetAdapterCalls() = mReal; }
-
-    static void Change(uint32_t address) {
-        gAddress = address;
-        Changed().Set();
-    }
-
+struct NetworkAdapterConfig : testing::Test {
+    FakeAdapter adapter;
     boost::asio::io_context service;
     const decltype(boost::asio::make_work_guard(service)) work{service.get_executor()};
-
-private:
-    const AdapterCalls mReal = GetAdapterCalls();
 };
 
 TEST_F(NetworkAdapterConfig, TellsOnTheLoopWhenTheAddressChanges) {
@@ -65,9 +35,9 @@ TEST_F(NetworkAdapterConfig, TellsOnTheLoopWhenTheAddressChanges) {
     {
         Cmn_NetworkAdapterConfig config(service, ENetworkUser::eConsole, [&] { ++calls; });
         Cmn_NetworkAdapterConfig silent(service, ENetworkUser::eEngine, nullptr);
-        EXPECT_EQ(config.GetIPv4Address(), kFirst);
-        for (const uint32_t address : {uint32_t{0}, kSecond}) {
-            Change(address);
+        EXPECT_EQ(config.GetIPv4Address(), kFakeFirst);
+        for (const uint32_t address : {kFakeNone, kFakeSecond}) {
+            adapter.Change(address);
             const int before = calls;
             while (calls == before && service.run_one_for(kLimit) != 0) {
             }
@@ -75,12 +45,9 @@ TEST_F(NetworkAdapterConfig, TellsOnTheLoopWhenTheAddressChanges) {
             EXPECT_EQ(config.GetIPv4Address(), address != 0 ? address : Cmn_IPv4Address());
             EXPECT_EQ(config.GetInterfaceIndex(), address != 0 ? 7u : 0u);
         }
-        Change(kSecond);  // the platform tells of changes elsewhere, too
     }
-    EXPECT_EQ(gDisarmed, 1);
-    service.poll();
-    EXPECT_EQ(calls, 2);
-    EXPECT_THAT(TakeTraces(), Contains("Network Adapter Console is now interface 7, address 10.0.0.2.\n"));
+    EXPECT_EQ(adapter.TimesDisarmed(), 1);
+    EXPECT_THAT(TakeTraces(), Contains("Network Adapter Console is now interface 7, address 127.0.0.2.\n"));
     const Cmn_NetworkAdapterConfig unknown(service, static_cast<ENetworkUser>(77), nullptr);
     EXPECT_TRUE(ReportedOnce("'GetSettingName(user)' failed in JRCmn\\Cmn_NetworkAdapterConfig.cpp"));
     EXPECT_FALSE(unknown.GetIPv4Address().IsValid());
@@ -95,7 +62,7 @@ TEST_F(NetworkAdapterConfig, MayGoInItsFunctionAndIsNotCalledAfterThat) {
         EXPECT_EQ(text[99], 'x');
     });
     second.emplace(service, ENetworkUser::eConsole, [] { ADD_FAILURE(); });
-    Change(kSecond);
+    adapter.Change(kFakeSecond);
     EXPECT_EQ(service.run_one_for(kLimit), 1u);
     EXPECT_FALSE(first || second);
     service.poll();
@@ -107,7 +74,7 @@ TEST_F(NetworkAdapterConfig, IsNotCalledAfterItsDestructorOnAnotherThread) {
     std::thread loop([&] { service.run(); });
     std::thread changes([&] {
         for (uint32_t i = 1; !stop; ++i)
-            Change(i);
+            adapter.Change(i);
     });
     for (int i = 0; i < 100; ++i) {
         const auto isAlive = std::make_shared<std::atomic<bool>>(true);

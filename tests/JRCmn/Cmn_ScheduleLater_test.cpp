@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <thread>
-#include <vector>
 
 #include "tests/support/EventLoop.h"
 #include "tests/support/FakeClock.h"

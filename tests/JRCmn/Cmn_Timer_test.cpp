@@ -6,8 +6,6 @@
 #include <gmock/gmock.h>
 
 #include <memory>
-#include <optional>
-#include <vector>
 
 #include "IPC/IPC_Timer.h"
 #include "JRCmn/Cmn_PeriodicTimer.h"
@@ -98,14 +96,10 @@ TEST_P(TimerServiceTest, ArmsThePlatformTimerForTheEarliestEventOnly) {
         RecordedTimer::Start start;
     } cases[] = {
         {0, {1, 0, 16}},
-        {1, {1, 0, 16}},
         {49, {49, 0, 16}},
         {50, {50, 50, 16}},
-        {59'999, {59'999, 50, 16}},
         {60'000, {60'000, 50, 16}},
         {60'001, {60'000, 50, 16}},
-        {600'000, {60'000, 50, 16}},
-        {1ull << 63, {60'000, 50, 16}},
         {~0ull, {60'000, 50, 16}},
     };
     for (const auto& c : cases) {
@@ -194,10 +188,9 @@ TEST_P(TimerServiceTest, AFunctionThatProcessesEventsHoldsNobodyUp) {
 }
 
 TEST_P(TimerServiceTest, NamesTheFunctionThatBlocksTheLoop) {
-    service.RegisterOneShotEvent(
-        5, [] {}, "quick");
-    service.RegisterOneShotEvent(
-        6, [&] { clock.Advance(2'001); }, "Poll fans");
+    After(5, [] {});
+    const auto block = [&] { clock.Advance(2'001); };
+    service.RegisterOneShotEvent(6, block, "Poll fans");
     FireAfter(6);
     EXPECT_THAT(TakeTraces(),
                 ElementsAre("Event handler Poll fans has blocked event loop for 2001 milliseconds.\n"));
@@ -312,16 +305,16 @@ TEST(TimerService, TakesAnOverrideOnlyBeforeTimersAreUsed) {
         bool AbortEvent(const int& id) override { return id == mID; }
         int mID;
     };
-    EXPECT_EQ(Cmn_TimerService::RegisterOneShotEvent(
-                  1, [] {}, ""),
-              0);
+    const auto Register = [] {
+        return Cmn_TimerService::RegisterOneShotEvent(
+            1, [] {}, "");
+    };
+    EXPECT_EQ(Register(), 0);
     EXPECT_TRUE(ReportedOnce("'service' failed in JRCmn\\Cmn_TimerService.cpp(48)"));
     EXPECT_FALSE(Cmn_TimerService::AbortEvent(7));
     Cmn_TimerService::OverrideTimerService(std::make_unique<Fake>(7));
     Cmn_TimerService::OverrideTimerService(std::make_unique<Fake>(8));
-    EXPECT_EQ(Cmn_TimerService::RegisterOneShotEvent(
-                  1, [] {}, ""),
-              8);
+    EXPECT_EQ(Register(), 8);
     EXPECT_TRUE(Cmn_TimerService::AbortEvent(8));
     std::unique_ptr<Cmn_TimerService_IF> late = std::make_unique<Fake>(9);
     Cmn_TimerService::OverrideTimerService(std::move(late));
@@ -330,6 +323,10 @@ TEST(TimerService, TakesAnOverrideOnlyBeforeTimersAreUsed) {
 }
 
 // ---- For real ------------------------------------------------------------------------------------------------------------
+
+void Count(void* number) {
+    ++*static_cast<int*>(number);
+}
 
 using RealTimers = LoopTest;
 ON_BOTH_LOOPS(RealTimers);
@@ -354,7 +351,6 @@ TEST_P(RealTimers, FireInOrderAndNotBeforeTheirTime) {
 TEST_P(RealTimers, APlatformTimerPulsesUntilThereAreTooMany) {
     AnyManager manager(GetParam());
     int calls = 0;
-    const auto Count = [](void* number) { ++*static_cast<int*>(number); };
     TestHandler target;
     {
         IPC_Timer timer(5, "Blink", Count, &calls);
@@ -377,7 +373,6 @@ TEST_P(RealTimers, APlatformTimerPulsesUntilThereAreTooMany) {
 
 TEST_P(TimerServiceTest, ACopyOfAPlatformTimerSharesItAndEndsItOnce) {
     int calls = 0;
-    const auto Count = [](void* number) { ++*static_cast<int*>(number); };
     {
         IPC_Timer original(500, "Blink", Count, &calls);
         EXPECT_THAT(platform.starts, ElementsAre(RecordedTimer::Start{500, 0, 33}));

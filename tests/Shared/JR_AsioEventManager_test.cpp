@@ -7,11 +7,9 @@
 #include <boost/system/system_error.hpp>
 
 #include <atomic>
-#include <functional>
 #include <memory>
 #include <thread>
 #include <utility>
-#include <vector>
 
 #include "IPC/IPC_EventHandler.h"
 #include "JRCmn/Cmn_Assert.h"

@@ -4,13 +4,9 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+#include "tests/support/TempFolder.h"
 
-std::string ProgramFolder() {
-    char path[MAX_PATH];
-    const std::string whole(path, ::GetModuleFileNameA(nullptr, path, sizeof path));
-    return whole.substr(0, whole.rfind('\\') + 1);
-}
+namespace {
 
 std::string CommandLine(const std::string& program, const Arguments& arguments) {
     std::string line = "\"" + program + "\"";
@@ -32,7 +28,7 @@ ChildProcess::ChildProcess(const std::string& program, const Arguments& argument
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdOutput = startup.hStdError = writeEnd;
     PROCESS_INFORMATION process = {};
-    std::string line = CommandLine(ProgramFolder() + program, arguments);
+    std::string line = CommandLine(ProgramFolder() + "\\" + program, arguments);
     char ownRoot[MAX_PATH] = "";
     ::GetEnvironmentVariableA("NORVIKLIB_ROOT", ownRoot, sizeof ownRoot);
     if (!root.empty()) ::SetEnvironmentVariableA("NORVIKLIB_ROOT", root.c_str());
@@ -93,4 +89,10 @@ std::string ChildProcess::OutputWith(const std::string& text, unsigned timeoutMs
         if (mOutput.find(text) != std::string::npos) return mOutput;
     } while (mArrived.Wait(timeoutMs));
     return {};
+}
+
+std::string RunProgram(const std::string& program, const Arguments& arguments, const std::string& root) {
+    ChildProcess child(program, arguments, root);
+    const int code = child.Wait(30'000);
+    return std::to_string(code) + " " + child.Output();
 }

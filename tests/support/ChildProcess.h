@@ -47,3 +47,6 @@ private:
     IPC_Event mArrived{IPC_Event::eAutoReset};
     std::thread mReader;
 };
+
+// Exit code and output of a program that ends by itself: "0 8 two words\n".
+std::string RunProgram(const std::string& program, const Arguments& arguments, const std::string& root);

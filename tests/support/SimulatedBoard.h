@@ -16,9 +16,7 @@
 
 // A folder of stand-ins in the build tree.
 inline std::string StandinFolder(const std::string& name) {
-    char program[MAX_PATH];
-    const std::string path(program, ::GetModuleFileNameA(nullptr, program, sizeof program));
-    return path.substr(0, path.rfind('\\') + 1) + "..\\standins\\" + name;
+    return ProgramFolder() + "\\..\\standins\\" + name;
 }
 
 class SimulatedBoard {

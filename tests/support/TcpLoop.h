@@ -28,6 +28,12 @@ inline Tcp::endpoint Loopback(unsigned short port = 0) {
     return {boost::asio::ip::address_v4::loopback(), port};
 }
 
+inline Tcp::socket ConnectTo(boost::asio::io_service& service, const Tcp::endpoint& endpoint) {
+    Tcp::socket socket(service);
+    socket.connect(endpoint);
+    return socket;
+}
+
 inline std::string TcpFrame(const std::string& body) {
     const auto size = static_cast<uint32_t>(body.size());
     return std::string(reinterpret_cast<const char*>(&size), sizeof size) + body;
@@ -39,4 +45,8 @@ inline std::string ReadBytes(Tcp::socket& socket, size_t count) {
     boost::system::error_code ignored;
     bytes.resize(boost::asio::read(socket, boost::asio::buffer(bytes), ignored));
     return bytes;
+}
+
+inline bool IsClosed(Tcp::socket& socket) {
+    return ReadBytes(socket, 1).empty();
 }

@@ -28,6 +28,10 @@ TempFolder::~TempFolder() {
     std::filesystem::remove_all(mPath, ignored);
 }
 
+std::string ProgramFolder() {
+    return std::filesystem::path(_pgmptr).parent_path().string();
+}
+
 std::string ReadWholeFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};

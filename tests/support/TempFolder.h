@@ -21,6 +21,9 @@ private:
     std::string mPath;
 };
 
+// Where the test program lies, without a backslash at the end.
+std::string ProgramFolder();
+
 // Whole files, for tests. A file that cannot be read gives an empty text.
 std::string ReadWholeFile(const std::string& path);
 void WriteWholeFile(const std::string& path, const std::string& bytes);

@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include "IPC/IPC_NamedPipe.h"
-#include "JRCmn/Internal/Cmn_Windows.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/DnsSdDaemon.h"
 #include "tests/support/MachineSettings.h"
@@ -18,32 +16,13 @@ using testing::StartsWith;
 constexpr unsigned kLimit = 30'000;
 const char* const kProgram = "ExamplePipeService.exe";
 
-// Clients that leave without a word or without their answers.
-void ComeAndGo(const std::string& name) {
-    for (const int requests : {0, 1, 20}) {
-        IPC_NamedPipe client(IPC_NamedPipe::eReconnect_None, 0);
-        client.InitClient(name.c_str(), 10);
-        ASSERT_TRUE(client.Connect(kLimit));
-        for (int i = 0; i < requests; ++i)
-            client.Write("level 1", 7, nullptr, kLimit);
-    }
-    // A stranger, whom the service refuses.
-    const std::string path = "\\\\.\\PIPE\\" + name;
-    ASSERT_TRUE(::WaitNamedPipeA(path.c_str(), kLimit));
-    HANDLE stranger =
-        ::CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-    ASSERT_NE(stranger, INVALID_HANDLE_VALUE);
-    DWORD written = 0;
-    EXPECT_TRUE(::WriteFile(stranger, "GET / HTTP/1.1\r\n", 16, &written, nullptr));
-    char byte;
-    EXPECT_FALSE(::ReadFile(stranger, &byte, 1, &written, nullptr));
-    ::CloseHandle(stranger);
-}
-
 TEST(ExamplePipeService, AnswersWhoeverComesUntilItIsToldToQuit) {
     const TempFolder folder;
     const std::string name = "NorvikExample" + std::to_string(::GetCurrentProcessId());
     ChildProcess service(kProgram, {"serve", name}, folder.Path());
+    const auto ask = [&](const std::string& request) {
+        return RunProgram(kProgram, {"ask", name, request}, folder.Path());
+    };
     const std::string usage = "error: expected level N [DB], mute N on|off, or quit";
     const struct {
         const char* request;
@@ -65,15 +44,11 @@ TEST(ExamplePipeService, AnswersWhoeverComesUntilItIsToldToQuit) {
         {" ", usage},
     };
     for (const auto& c : cases) {
-        ChildProcess ask(kProgram, {"ask", name, c.request}, folder.Path());
-        EXPECT_EQ(ask.Wait(kLimit), c.answer.starts_with("ok") ? 0 : 1) << c.request;
-        EXPECT_EQ(ask.Output(), c.answer + "\r\n") << c.request;
+        const std::string code = c.answer.starts_with("ok") ? "0 " : "1 ";
+        EXPECT_EQ(ask(c.request), code + c.answer + "\r\n") << c.request;
     }
-    ComeAndGo(name);
-    EXPECT_EQ(ChildProcess(kProgram, {"ask", name, std::string(300, 'x')}, folder.Path()).Wait(kLimit), 1);
-    ChildProcess quit(kProgram, {"ask", name, "quit"}, folder.Path());
-    EXPECT_EQ(quit.Wait(kLimit), 0);
-    EXPECT_EQ(quit.Output(), "ok\r\n");
+    EXPECT_TRUE(ask(std::string(300, 'x')).starts_with("1 "));
+    EXPECT_EQ(ask("quit"), "0 ok\r\n");
     EXPECT_EQ(service.Wait(kLimit), 0);
     EXPECT_EQ(service.Output(), "Serving on \\\\.\\PIPE\\" + name + "\r\n");
     EXPECT_EQ(ChildProcess(kProgram, {"serve"}, folder.Path()).Wait(kLimit), 2);
@@ -95,8 +70,8 @@ TEST(MachineExampleRequestServer, KeepsSettingsUntilItIsToldToQuit) {
                                                          {"put scene", "error: expected"},
                                                          {"quit", "ok"}};
     for (const auto& [request, answer] : cases) {
-        ChildProcess ask(program, {"ask", "127.0.0.1", port, request}, folder.Path());
-        EXPECT_TRUE(ask.Output().starts_with(answer)) << request;
+        EXPECT_THAT(RunProgram(program, {"ask", "127.0.0.1", port, request}, folder.Path()),
+                    testing::HasSubstr(answer));
     }
     EXPECT_EQ(server.Wait(kLimit), 0);
 }

@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <list>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "JRCmn/Internal/Cmn_Windows.h"
 #include "tests/support/ChildProcess.h"

@@ -45,12 +45,8 @@ TEST(MachineNorvikBoard, ShowsWhichMachineItIs) {
         {"IC17X", "", "", "", -1, 0, "standalone PC", "Congatec IC170", "none", "",
          "'isTdiDllPresent' failed in Shared\\JR_ShellApp.cpp("},
         {"IC17X", beside.c_str(), "", "", -1, 0, "console", "Congatec IC170", "none", "", ""},
-        {"x", "", "Embedded", "", -1, -1, "engine", "Unknown", "none", "",
-         "'suspectUnconfigured || !IsWindowsEmbedded()' failed in Shared\\JR_ShellApp.cpp("},
         {"x", "", "Embedded", "", 2, -1, "console", "Unknown", "none", "",
          "'!\"unsupported motherboard!\"' failed in Shared\\JR_SBCControllerFactory.cpp(56)."},
-        {"x", "C:\\HalvaneEngine.txt", "Embedded", "", 77, -1, "forced to 77", "Halvane Engine AIC Phoenix",
-         "none", "", ""},
     };
     for (const auto& c : cases) {
         MachineSettings machine;

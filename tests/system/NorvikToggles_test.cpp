@@ -12,9 +12,7 @@ using testing::AllOf, testing::HasSubstr, testing::Not;
 // Exit code and output.
 std::string Toggles(const TempFolder& folder, std::vector<std::string> words) {
     words.insert(words.begin(), "toggles");
-    ChildProcess child("norvik.exe", words, folder.Path());
-    const int code = child.Wait(30'000);
-    return std::to_string(code) + " " + child.Output();
+    return RunProgram("norvik.exe", words, folder.Path());
 }
 
 TEST(NorvikToggles, SetSwitchesWhatLaterProgramsSee) {
