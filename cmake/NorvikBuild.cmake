@@ -31,6 +31,12 @@ else()
         # Sections lie in the file as they do in memory, so that Wine maps them. Otherwise it reads the whole file,
         # debug information and all, at every start: three times what an empty program takes.
         target_link_options(norvik_options INTERFACE -Wl,--file-alignment=0x1000)
+        # Counts of the lines that run, for `./dev coverage`; threads share them.
+        if(NORVIK_COVERAGE)
+            target_compile_options(norvik_options INTERFACE --coverage -O0 -fprofile-update=atomic)
+            target_link_options(norvik_options INTERFACE --coverage)
+            set(CMAKE_CROSSCOMPILING_EMULATOR "${PROJECT_SOURCE_DIR}/cmake/coverage-wine.sh" "${CMAKE_BINARY_DIR}/data")
+        endif()
     endif()
 endif()
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Compiles every source with clang's front end, and runs clang-tidy on the product's, from the compile commands of the
-# given build folder. Tests and benchmarks get the compiler's warnings only: the analyser takes most of the time.
+# given build folder. Tests, fuzz targets and benchmarks get the compiler's warnings only: the analyser takes most of the time.
 # A source that passed is not looked at again until it, a header or the rules change.
 set -euo pipefail
 
@@ -18,7 +18,7 @@ check() {
     [ -e "$stamp" ] && return 0
     # Boost.Asio as if it were a library of its own: the analyser would go into its sources and report what it finds there.
     local checks=(--extra-arg=-DBOOST_ASIO_SEPARATE_COMPILATION)
-    case $source in */tests/* | */bench/*) checks+=("--checks=-*,clang-diagnostic-*,misc-static-assert") ;; esac
+    case $source in */tests/* | */bench/* | */fuzz/*) checks+=("--checks=-*,clang-diagnostic-*,misc-static-assert") ;; esac
     if output=$(clang-tidy --quiet "${checks[@]}" -p "$build" "$source" 2>&1); then
         touch "$stamp"
     else

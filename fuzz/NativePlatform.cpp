@@ -1,6 +1,7 @@
-// The platform of the text class for native builds under the sanitizers, with one byte per character.
-// Checks and traces go nowhere, and there are no conversions and no files: they are tested on Windows.
+// The platform of the pure parts for native builds under the sanitizers: texts have one byte per character, checks and
+// traces go nowhere, time stands still, and there are no conversions and no whole files: they are tested on Windows.
 
+#include <dlfcn.h>
 #include <strings.h>
 
 #include <algorithm>
@@ -11,6 +12,8 @@
 
 #include "JRCmn/Cmn_Assert.h"
 #include "JRCmn/Cmn_Trace.h"
+#include "JRCmn/Internal/Cmn_Clock.h"
+#include "JRCmn/Internal/Cmn_DnsSdLibrary.h"
 #include "JRCmn/Internal/Cmn_TextPlatform.h"
 
 bool Cmn_Assert::FailedVerify(const char*, const char*, int) {
@@ -24,6 +27,19 @@ bool Cmn_Assert::IsDebuggerPresent() {
 void Cmn_Trace(const char*, ...) {}
 
 namespace NorvikLibInternal {
+
+uint64_t ClockMilliseconds() {
+    return 0;
+}
+
+// The stand-in's functions, which are part of the program.
+void* FindDnsSdFunction(const char* name) {
+    return ::dlsym(RTLD_DEFAULT, name);
+}
+
+#define NORVIK_DEFINE_DNS_SD_CALL(name, failure) constinit DnsSdCall<name##Call> name{#name, failure};
+NORVIK_DNS_SD_CALLS(NORVIK_DEFINE_DNS_SD_CALL)
+#undef NORVIK_DEFINE_DNS_SD_CALL
 
 TextPlatform& GetTextPlatform() {
     static TextPlatform platform = {[] { return true; }, nullptr, nullptr};
