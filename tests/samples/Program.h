@@ -17,6 +17,7 @@
 template <typename... Values>
 bool Use(const Values&...);
 void AskAllBoards();
+void AskForRestart();
 template <typename... Values>
 void Answer(const Values&...);
 template <typename... Values>
@@ -65,7 +66,7 @@ extern Levels levels, mLevels;
 extern TxtRecord record;
 extern boost::asio::io_service service;
 extern boost::asio::ip::tcp::endpoint endpoint;
-extern bool mStop;
+extern bool mStop, restart;
 extern char answer[64];
 extern const char* request;
 extern double level;
