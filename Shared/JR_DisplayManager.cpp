@@ -22,7 +22,7 @@ constexpr char cNewPosition[] = "New External Display Position";
 constexpr char cNoScreenMarker[] = "C:\\K7R16C.txt";
 constexpr char cScreenMarker[] = "C:\\ForceTKVPresent.txt";
 
-constexpr Feature::EFeature cExternalDisplayAbove{92};
+constexpr Feature::EFeature cPositionAboveToggle{92};
 
 // Nothing when the setting is missing, or of another type.
 template <typename T>
@@ -183,6 +183,6 @@ const char* JR_DisplayManager::GetExternalDisplayPositionAsString(EExternalDispl
 JR_DisplayManager::EExternalDisplayPos JR_DisplayManager::ValidateExternalDisplayPos(
     EExternalDisplayPos position) {
     const bool isAboveAndOff =
-        position == eExternalDisplayPos_Above && !JR_FeatureToggle(cExternalDisplayAbove);
+        position == eExternalDisplayPos_Above && !JR_FeatureToggle(cPositionAboveToggle);
     return isAboveAndOff ? eExternalDisplayPos_Left : position;
 }
