@@ -19,7 +19,7 @@ public:
     // The disk is slow, so another thread reads it. What it has found is shown by the loop.
     void Start() {
         mReader.Launch([this] {
-            const int channels = 48;  // read from the disk
+            const int channels = ReadChannels();
             mLater.ScheduleLater([this, channels] { Show(channels); }, "Show the channels");
             return 0L;
         });
@@ -27,6 +27,7 @@ public:
     bool IsDone() const { return mIsDone; }
 
 private:
+    static int ReadChannels() { return 48; }
     void Show(int channels) {
         std::printf("%d channels\n", channels);
         mTicks.Start(20);
