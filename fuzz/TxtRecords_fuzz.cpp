@@ -58,7 +58,8 @@ FUZZ_TARGET(TxtRecords) {
         bytes.copy(block.get(), bytes.size());
         SAME(Read({block.get(), bytes.size()}) == Reference(bytes), true);
 
-        // Items of up to 254 bytes, as the published clients take. Keys that the wire tells apart: it does not know small letters from capitals.
+        // Items of up to 254 bytes, as the published clients take. Keys that the wire tells apart: it does not know
+        // small letters from capitals.
         const std::string key = input.Text(12, "abcdefghi jkl\"#~!9") + "k";
         record.SetKey(key, input.Bytes(253 - key.size()));
         const std::string wire = Cmn_BonjourTXTRecordCodec::Encode(record);

@@ -67,17 +67,19 @@ std::vector<std::string> StackAfter(const std::vector<LogLine>& lines, std::size
 
 std::vector<BlockedLoop> FindBlockedLoops(const std::vector<LogLine>& lines) {
     std::vector<BlockedLoop> all;
-    std::optional<std::size_t> open;  // index of the one whose end is to come
+    bool isOpen = false;
+    std::size_t open = 0;  // index of the one whose end is to come
     for (std::size_t i = 0; i < lines.size(); ++i) {
         if (lines[i].kind == LogLine::Kind::Note || lines[i].kind == LogLine::Kind::Cut) continue;
         std::optional<BlockedLoop> found = ParseWatchdog(lines[i].text);
         if (found) {
             found->stack = StackAfter(lines, i);
+            isOpen = true;
             open = all.size();
-        } else if ((found = ParseEnd(lines[i].text)) && open && IsEndOf(all[*open], *found)) {
-            all[*open].lasted = found->lasted;
-            all[*open].handler = found->handler;
-            open.reset();
+        } else if ((found = ParseEnd(lines[i].text)) && isOpen && IsEndOf(all[open], *found)) {
+            all[open].lasted = found->lasted;
+            all[open].handler = found->handler;
+            isOpen = false;
             continue;
         }
         if (!found) continue;
