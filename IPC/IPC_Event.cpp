@@ -17,14 +17,20 @@ void* Duplicate(void* event) {
     return copy;
 }
 
+// An event of another program that lets this one do less than all is good enough: nobody here asks for more.
+HANDLE CreateOrOpen(const char* name, bool isManual) {
+    const HANDLE created = ::CreateEventA(nullptr, isManual, FALSE, name);
+    if (created != nullptr || ::GetLastError() != ERROR_ACCESS_DENIED) return created;
+    return ::OpenEventA(EVENT_MODIFY_STATE | SYNCHRONIZE, FALSE, name);
+}
+
 }  // namespace
 
 IPC_Event::IPC_Event(EReset reset) : mHandle(::CreateEventA(nullptr, reset == eManualReset, FALSE, nullptr)) {
     CMN_VERIFY(mHandle != nullptr);
 }
 
-IPC_Event::IPC_Event(const char* name, EReset reset)
-    : mHandle(::CreateEventA(nullptr, reset == eManualReset, FALSE, name)) {
+IPC_Event::IPC_Event(const char* name, EReset reset) : mHandle(CreateOrOpen(name, reset == eManualReset)) {
     CMN_VERIFY(mHandle != nullptr);
 }
 

@@ -14,12 +14,20 @@ using NorvikLibInternal::KernelHandle;
 namespace {
 
 constexpr size_t cLongestLine = 32'766;  // characters that the platform takes, without the terminator
-constexpr DWORD cRefusedByJob = 1;       // exit code of a process that nobody has seen run
+constexpr DWORD cNeverRan = 1;           // exit code of a process that nobody has seen run
+
+bool IsSlash(char c) {
+    return c == '\\' || c == '/';
+}
+
+// What counts from a drive's current folder ("C:Viewer.exe") or from the current drive is none.
+bool IsFullPath(std::string_view path) {
+    return path.starts_with("\\\\") || (path.size() > 2 && path[1] == ':' && IsSlash(path[2]));
+}
 
 // Empty when the program's own folder is not known: a bare name would be looked for in the current one.
 Cmn_String ToFullPath(const Cmn_String& program) {
-    const std::string_view path = program.View();
-    if (path.starts_with('\\') || path.starts_with('/') || path.substr(0, 2).ends_with(':')) return program;
+    if (IsFullPath(program.View())) return program;
     const Cmn_String folder = Cmn_FolderFinder::GetProgramFolder();
     return folder.IsEmpty() ? folder : folder + program;
 }
@@ -49,7 +57,8 @@ IPC_RemoteProcess::~IPC_RemoteProcess() {
 
 void* IPC_RemoteProcess::StartLocal(const Cmn_String& program, const Cmn_String& arguments,
                                     const Options& options) {
-    KernelHandle(std::exchange(mProcess, nullptr));
+    KernelHandle process(std::exchange(mProcess, nullptr));
+    process.Reset();
     const Cmn_String path = ToFullPath(program);
     std::string line = "\"" + std::string(path.View()) + "\"";
     if (!arguments.IsEmpty()) line += " " + std::string(arguments.View());
@@ -59,17 +68,17 @@ void* IPC_RemoteProcess::StartLocal(const Cmn_String& program, const Cmn_String&
 
     const PROCESS_INFORMATION created = Create(path, line, options.output);
     const DWORD error = ::GetLastError();
-    KernelHandle process(created.hProcess);
+    process.Reset(created.hProcess);
     const KernelHandle thread(created.hThread);
     if (!process) {
         Cmn_Trace("Starting %s failed: error %lu\n", line.c_str(), error);
         return INVALID_HANDLE_VALUE;
     }
-    if (options.job != nullptr && !CMN_VERIFY(::AssignProcessToJobObject(options.job, process.Get()))) {
-        ::TerminateProcess(process.Get(), cRefusedByJob);
-        return INVALID_HANDLE_VALUE;
-    }
-    ::ResumeThread(thread.Get());
+    const bool isInJob = options.job == nullptr || ::AssignProcessToJobObject(options.job, process.Get());
+    const bool runs = isInJob && ::ResumeThread(thread.Get()) != static_cast<DWORD>(-1);
+    // Before the report, which may throw: nobody else could end it.
+    if (!runs) ::TerminateProcess(process.Get(), cNeverRan);
+    if (!CMN_VERIFY(isInJob) || !CMN_VERIFY(runs)) return INVALID_HANDLE_VALUE;
     return mProcess = process.Release();
 }
 

@@ -27,13 +27,13 @@ public:
     };
 
     IPC_RemoteProcess() = default;
-    virtual ~IPC_RemoteProcess();
+    ~IPC_RemoteProcess();
     IPC_RemoteProcess(const IPC_RemoteProcess&) = delete;
     IPC_RemoteProcess& operator=(const IPC_RemoteProcess&) = delete;
 
-    // Starts a program of this computer: a full path, or a path from the folder of the running program; nowhere else is
-    // looked. `arguments` is the command line behind the program, as the program will read it. Returns the handle, which
-    // stays this object's, or INVALID_HANDLE_VALUE. The process that the object stood for is let go of first.
+    // Starts a program of this computer: a full path (of a drive's root or a share), or a path from the folder of the running
+    // program; nowhere else is looked. `arguments` is the command line behind the program, as the program will read it. Returns
+    // the handle, which stays this object's, or INVALID_HANDLE_VALUE. The process that the object stood for is let go of first.
     void* StartLocal(const Cmn_String& program, const Cmn_String& arguments, const Options& options);
     void* StartLocal(const Cmn_String& program, const Cmn_String& arguments) {
         return StartLocal(program, arguments, Options());

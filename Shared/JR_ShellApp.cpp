@@ -190,7 +190,6 @@ bool JR_ShellApp::SetEnvironmentVariableA(const Cmn_String& name, const Cmn_Stri
     }
     return VerifyFailed(
         "::SendMessageTimeout(HWND_BROADCAST, WM_SETTINGCHANGE, NULL, (LPARAM)_T(\"Environment\"), "
-        "SMTO_NORMAL, "
-        "1000, &result)",
+        "SMTO_NORMAL, 1000, &result)",
         CMN_SOURCE_FILE, cBroadcastLine);
 }

@@ -60,7 +60,8 @@ NORVIK_API bool SoftwareRestart();
 // What is called after a command of the numbers 3 to 6 and 8 to 13 was posted, on the thread that posted it, before Request or
 // SoftwareRestart returns. It is called when the shell's window had to be looked for, which is at the first command and
 // whenever the shell has come anew, and not when the window was known. Set once: a second one is reported and not taken.
-// What it throws reaches the caller of Request; the command is posted by then.
+// What it throws reaches the caller of Request or SoftwareRestart; the command is posted by then, and the shell that would wait
+// for the restart is not started.
 NORVIK_API void SetSoftwareRestartCallback(void (*callback)());
 
 // Starts the shell that lies beside this program. `arguments` is its command line. False, reported, when it does not start.

@@ -6,6 +6,7 @@
 #include "IPC/IPC_Event.h"
 #include "IPC/IPC_RemoteProcess.h"
 #include "JRCmn/Cmn_Assert.h"
+#include "JRCmn/Internal/Cmn_Handle.h"
 #include "Shared/Internal/JR_ShellCalls.h"
 #include "Shared/Internal/JR_ShellRules.h"
 #include "Shared/JR_ShellApp.h"
@@ -39,26 +40,27 @@ bool OpenClipboardSoon(HWND window) {
     return false;
 }
 
-// A block that the clipboard can take over, with the text; null when memory runs out.
-HGLOBAL MakeGlobalCopy(const Cmn_String& text) {
-    const size_t size = static_cast<size_t>(text.GetLength()) + 1;
-    const HGLOBAL block = ::GlobalAlloc(GMEM_MOVEABLE, size);
-    if (block == nullptr) return nullptr;
-    void* const bytes = ::GlobalLock(block);
-    if (bytes == nullptr) return ::GlobalFree(block);
-    std::memcpy(bytes, text.c_str(), size);
-    ::GlobalUnlock(block);
-    return block;
-}
+struct GlobalBlockTraits {
+    using Type = HGLOBAL;
+    static bool IsEmpty(HGLOBAL block) { return block == nullptr; }
+    static HGLOBAL Empty() { return nullptr; }
+    static void Close(HGLOBAL block) { ::GlobalFree(block); }
+};
 
-bool FillOpenClipboard(const Cmn_String& text) {
+// The check that failed, with the last error, or null. Nothing is reported here: a report may take its time or throw, and
+// while the clipboard is open no other program gets at it.
+const char* FillOpenClipboard(const Cmn_String& text) {
     GetShellCalls().emptyClipboard();
-    const HGLOBAL hglbCopy = MakeGlobalCopy(text);
-    if (!CMN_VERIFY(hglbCopy != nullptr)) return false;
-    if (GetShellCalls().setClipboardData(CF_TEXT, hglbCopy) != nullptr) return true;
-    VerifyFailed("::SetClipboardData(CF_TEXT, hglbCopy) != 0", CMN_SOURCE_FILE, __LINE__);
-    ::GlobalFree(hglbCopy);  // it stayed ours
-    return false;
+    const size_t size = static_cast<size_t>(text.GetLength()) + 1;
+    Handle<GlobalBlockTraits> hglbCopy(::GlobalAlloc(GMEM_MOVEABLE, size));
+    void* const bytes = hglbCopy ? ::GlobalLock(hglbCopy.Get()) : nullptr;
+    if (bytes == nullptr) return "hglbCopy != nullptr";
+    std::memcpy(bytes, text.c_str(), size);
+    ::GlobalUnlock(hglbCopy.Get());
+    if (GetShellCalls().setClipboardData(CF_TEXT, hglbCopy.Get()) == nullptr)
+        return "::SetClipboardData(CF_TEXT, hglbCopy) != 0";
+    hglbCopy.Release();  // it is the clipboard's now
+    return nullptr;
 }
 
 }  // namespace
@@ -72,7 +74,7 @@ bool JR_ShellApp::Request(EShellAppCommand command, int argument) {
     gShellWindow = found;
     if (found == nullptr || !Post(found, command, argument)) return false;
     const auto callback = gRestartCallback.load();
-    if (callback != nullptr && CallsBack(command)) callback();
+    if (callback != nullptr && NotifiesRestartCallback(command)) callback();
     return true;
 }
 
@@ -105,7 +107,9 @@ void JR_ShellApp::ScheduleRebootOnQuit() {
 bool JR_ShellApp::Clipboard_Copy(const Cmn_String& text, void* window) {
     const HWND owner = window != nullptr ? static_cast<HWND>(window) : GetShellCalls().getDesktop();
     if (!OpenClipboardSoon(owner)) return false;
-    const bool isThere = FillOpenClipboard(text);
+    const char* const failedCheck = FillOpenClipboard(text);
+    const DWORD error = ::GetLastError();
     GetShellCalls().closeClipboard();
-    return isThere;
+    ::SetLastError(error);  // for the report
+    return failedCheck == nullptr || VerifyFailed(failedCheck, CMN_SOURCE_FILE, __LINE__);
 }

@@ -36,7 +36,7 @@ bool HoldsAnything(HKEY key) {
 
 // The key is created when it is missing, and flushed before it is read: programs found it so afterwards from the first
 // release on.
-bool NorvikLibInternal::IsThere(const RestartSign& sign) {
+bool NorvikLibInternal::ShowsRestartNeeded(const RestartSign& sign) {
     const RegistryCalls& calls = GetRegistryCalls();
     HKEY key = nullptr;
     if (calls.createKey(HKEY_LOCAL_MACHINE, sign.key, 0, nullptr, 0, KEY_READ, nullptr, &key, nullptr) !=
@@ -51,7 +51,7 @@ bool NorvikLibInternal::IsThere(const RestartSign& sign) {
 
 bool JR_ShellApp::IsRestartNecessary() {
     for (const RestartSign& sign : kRestartSigns) {
-        if (!IsThere(sign)) continue;
+        if (!ShowsRestartNeeded(sign)) continue;
         Cmn_Trace("Need to reboot for the key: '%s'\n", sign.key);
         return true;
     }

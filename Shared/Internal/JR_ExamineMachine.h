@@ -3,7 +3,7 @@
 // Whether one of the signs that Windows wants to be restarted is there: for tools that want to know all of them. Programs
 // ask JR_ShellApp::IsRestartNecessary.
 //
-//   for (const RestartSign& sign : kRestartSigns) if (IsThere(sign)) Print(sign.key);
+//   for (const RestartSign& sign : kRestartSigns) if (ShowsRestartNeeded(sign)) Print(sign.key);
 //
 // Threads:   any
 // Ownership: none
@@ -14,6 +14,6 @@
 
 namespace NorvikLibInternal {
 
-NORVIK_API bool IsThere(const RestartSign& sign);
+NORVIK_API bool ShowsRestartNeeded(const RestartSign& sign);
 
 }  // namespace NorvikLibInternal

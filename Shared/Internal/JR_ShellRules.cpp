@@ -70,7 +70,7 @@ MemoryVerdict DecideEngine(unsigned int cpuCount, MemorySource& source) {
 
 }  // namespace
 
-bool CallsBack(int32_t command) {
+bool NotifiesRestartCallback(int32_t command) {
     return (command >= 3 && command <= 6) || (command >= 8 && command <= 13);
 }
 

@@ -27,8 +27,8 @@ inline constexpr char kShellWindowTitle[] =
 // The first message that programs may use for themselves: command and argument are its parameters.
 inline constexpr unsigned int kShellMessage = 0x8000;
 
-// Whether a command of this number tells the program that the software restarts or ends.
-NORVIK_API bool CallsBack(int32_t command);
+// Whether a command of this number notifies the software-restart callback.
+NORVIK_API bool NotifiesRestartCallback(int32_t command);
 
 // ---- The engine's processor, from the processor's name of itself.
 NORVIK_API EEngineProcessorType ClassifyProcessor(std::string_view brand);

@@ -4,12 +4,15 @@
 
 #include <random>
 
+#include "IPC/IPC_Event.h"
 #include "JRCmn/Internal/Cmn_DynamicLibrary.h"
+#include "tests/support/TempFolder.h"
 #include "tests/support/TraceCapture.h"
 
 namespace {
 
 using NorvikLibInternal::DynamicFunction;
+using namespace std::string_literals;
 using Words = std::vector<Cmn_String>;
 
 TEST(IPC_RemoteProcess, QuotedWordsAreReadAsTheyWere) {
@@ -39,15 +42,22 @@ TEST(IPC_RemoteProcess, QuotedWordsAreReadAsTheyWere) {
 TEST(IPC_RemoteProcess, StartsFromItsOwnFolderOrNotAtAll) {
     IPC_RemoteProcess process;
     EXPECT_TRUE(process.GetHandle() == nullptr && process.WaitForEnd(0) && !process.Terminate(0));
-    for (const char* program : {"not there.exe", "C:\\not there.exe", "..\\bin", "notepad.exe"}) {
-        EXPECT_EQ(process.StartLocal(program, ""), INVALID_HANDLE_VALUE) << program;
+    const std::string here = ProgramFolder(), child = "ShellChild.exe";
+    ::SetCurrentDirectoryA(here.c_str());  // it does not count
+    for (const std::string& program : {"not there.exe"s, "C:\\not there.exe"s, "..\\bin"s, "notepad.exe"s,
+                                       here.substr(0, 2) + child, here.substr(2) + "\\" + child}) {
+        EXPECT_EQ(process.StartLocal(program.c_str(), "wait"), INVALID_HANDLE_VALUE) << program;
         EXPECT_TRUE(AnyContains(TakeTraces(), "failed: error ")) << program;
     }
-    for (const std::string& arguments : {std::string("a\0b", 3), std::string(40'000, 'a')}) {
+    for (const std::string& arguments : {"a\0b"s, std::string(40'000, 'a')}) {
         EXPECT_EQ(process.StartLocal("ShellChild.exe", Cmn_String(arguments)), INVALID_HANDLE_VALUE);
         EXPECT_TRUE(ReportedOnce("' failed in IPC\\IPC_RemoteProcess.cpp("));
     }
-    const HANDLE handle = process.StartLocal("ShellChild.exe", "hang");
+    const IPC_Event noJob;
+    EXPECT_EQ(process.StartLocal("ShellChild.exe", "wait", {nullptr, noJob.GetHandle()}),
+              INVALID_HANDLE_VALUE);
+    EXPECT_TRUE(ReportedOnce("'isInJob' failed in IPC\\IPC_RemoteProcess.cpp(") && !process.GetHandle());
+    const HANDLE handle = process.StartLocal("ShellChild.exe", "stay");
     ASSERT_TRUE(handle != INVALID_HANDLE_VALUE && handle == process.GetHandle());
     EXPECT_FALSE(process.WaitForEnd(0));
     EXPECT_TRUE(process.Terminate(5) && process.WaitForEnd(20'000));

@@ -92,7 +92,6 @@ TEST(MachineShellApp, AnswersOnceInAProcess) {
         EXPECT_STREQ(JR_ShellApp::GetMotherboardSignature(static_cast<EMotherboard>(number)), "");
         EXPECT_TRUE(ReportedOnce("'false' failed in Shared\\JR_ShellApp.cpp(1159)"));
     }
-    EXPECT_STREQ(JR_ShellApp::GetMotherboardName(eMB_PortwellWade8020), "Portwell WADE-8020");
 }
 
 }  // namespace

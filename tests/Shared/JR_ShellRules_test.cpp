@@ -11,6 +11,7 @@ using namespace NorvikLibInternal;
 
 constexpr char cUnknownBoard[] = "!\"unknown motherboard!\"";
 constexpr char cNoCount[] = "!\"GetRAMRequirement: valid CPU count is needed for this case\"";
+constexpr char cOddCount[] = "Unexpected CPU count detected!\n";
 
 struct Machine : MemorySource {
     EMotherboard GetBoard() override { return board; }
@@ -22,55 +23,44 @@ struct Machine : MemorySource {
 };
 
 TEST(JR_ShellRules, EachMachineHasItsMemory) {
+    using Numbers = std::vector<int>;
     const struct {
-        int system, board;
+        Numbers systems, boards, processors, cores;
         bool isEmbedded;
         unsigned required;
-        bool flag;
-        const char* check;
-    } machines[] = {{0, 0, true, 1, true, ""},
-                    {1, 2, true, 1, true, ""},
-                    {2, 0, false, 0, true, ""},
-                    {2, 1, false, 8, true, ""},
-                    {2, 2, false, 8, false, ""},
-                    {2, 0, true, 8, true, cUnknownBoard},
-                    {2, 5, true, 8, true, ""},
-                    {2, 6, false, 8, true, ""},
-                    {2, 3, true, 8, true, ""},
-                    {3, 3, false, 0, true, ""},
-                    {-1, 2, true, 0, true, "false"},
-                    {4, 2, true, 0, true, "false"},
-                    {3, 3, true, 0, true, "!IsWindowsEmbedded()"}};
-    for (const auto& m : machines) {
+        const char *check = "", *trace = "";
+    } rows[] = {{{0, 1}, {0, 2}, {-1}, {8}, true, 1},
+                {{2}, {0}, {-1}, {8}, false, 0},
+                {{2}, {1, 2}, {-1}, {8}, false, 8},
+                {{2}, {0}, {-1}, {8}, true, 8, cUnknownBoard},
+                {{3}, {3}, {-1}, {8}, false, 0},
+                {{3}, {3}, {-1}, {8}, true, 0, "!IsWindowsEmbedded()"},
+                {{3}, {3}, {0, 3}, {6, 8}, true, 16},
+                {{3}, {3}, {0, 3}, {12, 16}, true, 32},
+                {{3}, {3}, {0, 3}, {0}, true, 0, cNoCount},
+                {{3}, {3}, {0, 3}, {1, 5, 7, 9, 11, 13, 15, 17}, true, 0, "false", cOddCount},
+                {{3}, {3}, {1, 2, 4, 5, 6}, {0, 7}, true, 32},
+                {{3}, {3}, {7}, {0, 7}, true, 64},
+                {{-1, 4}, {2}, {-1}, {8}, true, 0, "false"}};
+    const auto check = [](const auto& row, int system, int board, int processor, int cores) {
+        SCOPED_TRACE(testing::Message() << system << " " << board << " " << processor << " " << cores);
         Machine machine;
-        machine.board = static_cast<EMotherboard>(m.board);
-        machine.isEmbedded = m.isEmbedded;
-        const MemoryVerdict verdict = DecideMemory(static_cast<ESystemType>(m.system), 8, machine);
-        EXPECT_EQ(verdict.required, m.required) << m.system << " " << m.board;
-        EXPECT_EQ(verdict.flag, m.flag) << m.system << " " << m.board;
-        EXPECT_STREQ(verdict.failedCheck ? verdict.failedCheck : "", m.check);
-        EXPECT_EQ(verdict.trace, nullptr);
-    }
-}
-
-TEST(JR_ShellRules, AnEnginesMemoryFollowsFromProcessorAndCores) {
-    const unsigned byProcessor[] = {0, 32, 32, 0, 32, 32, 32, 64};  // 0: by the cores
-    for (int processor = 0; processor < 8; ++processor) {
-        for (unsigned cores = 0; cores < 20; ++cores) {
-            Machine machine;
-            machine.processor = static_cast<EEngineProcessorType>(processor);
-            const bool counts = byProcessor[processor] == 0;
-            const unsigned byCores = cores == 6 || cores == 8 ? 16 : cores == 12 || cores == 16 ? 32 : 0;
-            const MemoryVerdict verdict = DecideMemory(eSystem_Engine, cores, machine);
-            EXPECT_EQ(verdict.required, counts ? byCores : byProcessor[processor])
-                << processor << " " << cores;
-            const bool isWrong = counts && byCores == 0;
-            const char* const check = cores == 0 ? cNoCount : "false";
-            EXPECT_STREQ(verdict.failedCheck ? verdict.failedCheck : "", isWrong ? check : "");
-            EXPECT_STREQ(verdict.trace ? verdict.trace : "",
-                         isWrong && cores != 0 ? "Unexpected CPU count detected!\n" : "");
-        }
-    }
+        machine.board = static_cast<EMotherboard>(board);
+        machine.processor = static_cast<EEngineProcessorType>(processor);
+        machine.isEmbedded = row.isEmbedded;
+        const MemoryVerdict verdict =
+            DecideMemory(static_cast<ESystemType>(system), static_cast<unsigned>(cores), machine);
+        EXPECT_EQ(verdict.required, row.required);
+        EXPECT_EQ(verdict.flag, system != 2 || board != 2);
+        EXPECT_STREQ(verdict.failedCheck ? verdict.failedCheck : "", row.check);
+        EXPECT_STREQ(verdict.trace ? verdict.trace : "", row.trace);
+    };
+    for (const auto& row : rows)
+        for (const int system : row.systems)
+            for (const int board : row.boards)
+                for (const int processor : row.processors)
+                    for (const int cores : row.cores)
+                        check(row, system, board, processor, cores);
 }
 
 TEST(JR_ShellRules, AProcessorIsKnownByItsNameAndEveryPrefixIsReadWithinItsBounds) {
@@ -103,14 +93,11 @@ TEST(JR_ShellRules, AProcessorIsKnownByItsNameAndEveryPrefixIsReadWithinItsBound
 TEST(JR_ShellRules, CommandsThatCallBackAndWholeGigabytes) {
     std::string called;
     for (int command = -1; command < 40; ++command)
-        if (CallsBack(command)) called += std::to_string(command) + " ";
+        if (NotifiesRestartCallback(command)) called += std::to_string(command) + " ";
     EXPECT_EQ(called, "3 4 5 6 8 9 10 11 12 13 ");
-    const uint64_t mebibyte = 1 << 20, gibibyte = mebibyte << 10;
-    EXPECT_EQ(ToGigabytes(32 * gibibyte), 32u);
-    EXPECT_EQ(ToGigabytes(31 * gibibyte + mebibyte), 32u);
-    EXPECT_EQ(ToGigabytes(31 * gibibyte + mebibyte - 1), 31u)
-        << "what is less than a mebibyte does not count";
-    EXPECT_EQ(ToGigabytes(UINT64_MAX), uint64_t{1} << 34);
+    const uint64_t mebibyte = 1 << 20, more = (31 * 1024 + 1) * mebibyte;  // than 31 GB
+    EXPECT_EQ(ToGigabytes(more), 32u);
+    EXPECT_EQ(ToGigabytes(more - 1), 31u) << "what is less than a mebibyte does not count";
 }
 
 }  // namespace

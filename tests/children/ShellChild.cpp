@@ -1,8 +1,7 @@
-// Stands in for other programs around the shell: ShellChild wait | hang | clipboard
+// Stands in for other programs around the shell: ShellChild wait | stay | clipboard
 //   wait        what the shell is started with: sets the event that the environment names, and ends
-//   hang        has a window and does not answer it
-//   clipboard   has the clipboard open
-// The last two say "ready" and stay until they are killed.
+//   stay        does nothing until it is killed
+//   clipboard   has the clipboard open, with a window for messages only; says "ready" and stays until it is killed
 
 #include "JRCmn/Internal/Cmn_DynamicLibrary.h"
 #include "JRCmn/Internal/Cmn_Handle.h"
@@ -28,11 +27,12 @@ int main(int count, char** arguments) {
             ::OpenEventA(EVENT_MODIFY_STATE, FALSE, name ? name : ""));
         return ::SetEvent(event.Get()) ? 0 : 1;
     }
+    if (mode == "stay") ::Sleep(INFINITE);
     // With user32 the platform may start a process of its own, which must not hold the test's pipe open.
     ::SetHandleInformation(::GetStdHandle(STD_OUTPUT_HANDLE), HANDLE_FLAG_INHERIT, 0);
-    const HWND window = gCreateWindow(DWORD{0}, "STATIC", "hangs", DWORD{0}, 0, 0, 0, 0, HWND{}, HMENU{},
-                                      HINSTANCE{}, LPVOID{});
-    if (window == nullptr || (mode == "clipboard" && !gOpenClipboard(window))) return 1;
+    if (!gOpenClipboard(gCreateWindow(DWORD{0}, "STATIC", "", DWORD{0}, 0, 0, 0, 0, HWND_MESSAGE, HMENU{},
+                                      HINSTANCE{}, LPVOID{})))
+        return 1;
     std::puts("ready");
     std::fflush(stdout);
     ::Sleep(INFINITE);

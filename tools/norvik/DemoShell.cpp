@@ -22,6 +22,8 @@ DynamicFunction<decltype(&::GetMessageA)> gGetMessage("user32.dll", "GetMessageA
 constexpr unsigned cLimit = 20'000;                          // ms that the step waits for what must come
 constexpr auto cCommand = static_cast<EShellAppCommand>(9);  // one that calls back; here nobody acts on it
 
+constexpr char cNoWindows[] = "This session has no windows";
+
 int gCallbacks = 0;
 
 // Whether the other process has the command, and how often the callback has run by now.
@@ -38,7 +40,7 @@ bool Ask(OtherProcess& shell, int argument, int callbacks) {
 int PlayShell() {
     if (!gCreateWindow(DWORD{0}, kShellWindowClass, kShellWindowTitle, DWORD{0}, 0, 0, 0, 0, HWND{}, HMENU{},
                        HINSTANCE{}, LPVOID{})) {
-        Print("This session has no windows\n");
+        PrintFormat("%s\n", cNoWindows);
         return cFailure;
     }
     Print("The shell is there\n");
@@ -65,6 +67,7 @@ bool ShowShell() {
     {
         OtherProcess shell({"demo-part", "shell"});
         if (!shell.WaitForLine("The shell is there", cLimit)) {
+            if (!shell.WaitForLine(cNoWindows, 0)) return Say(false, "a process that plays the shell starts");
             Print("  skipped: the other process cannot make a window here\n");
             return none;
         }

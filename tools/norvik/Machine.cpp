@@ -25,6 +25,7 @@ unsigned int CountCores() {
     std::vector<SYSTEM_LOGICAL_PROCESSOR_INFORMATION> parts(size /
                                                             sizeof(SYSTEM_LOGICAL_PROCESSOR_INFORMATION));
     if (!::GetLogicalProcessorInformation(parts.data(), &size)) return 0;
+    parts.resize(size / sizeof parts[0]);
     return static_cast<unsigned int>(std::count_if(parts.begin(), parts.end(), [](const auto& part) {
         return part.Relationship == RelationProcessorCore;
     }));
@@ -44,15 +45,16 @@ std::string ProcessorClass(EEngineProcessorType type) {
 
 // A line for each sign that is there, the first one behind the answer.
 void AddRestart(Rows& rows) {
-    std::string answer = "needed: ";
-    const std::string root = "HKEY_LOCAL_MACHINE\\";
+    const char *title = "Restart", *beginning = "needed: ";
     for (const NorvikLibInternal::RestartSign& sign : NorvikLibInternal::kRestartSigns) {
-        if (!NorvikLibInternal::IsThere(sign)) continue;
-        const std::string value = sign.value != nullptr ? std::string(", value ") + sign.value : "";
-        rows.push_back({answer == "needed: " ? "Restart" : "", answer + root + sign.key + value});
-        answer = "and ";
+        if (!NorvikLibInternal::ShowsRestartNeeded(sign)) continue;
+        std::string line = beginning;
+        line.append("HKEY_LOCAL_MACHINE\\").append(sign.key);
+        if (sign.value != nullptr) line.append(", value ").append(sign.value);
+        rows.push_back({title, line});
+        title = "", beginning = "and ";
     }
-    if (answer == "needed: ") rows.push_back({"Restart", "not needed"});
+    if (*title != '\0') rows.push_back({title, "not needed"});
 }
 
 // Whether there is enough of it.

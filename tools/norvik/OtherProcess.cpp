@@ -78,6 +78,7 @@ long OtherProcess::ReadLines() {
         mNews.Set();
     }
     const IPC_BenaphoreLocker locker(mLock);
+    if (!rest.empty() && mLines.size() < mKeptLines) mLines.push_back(rest);  // without a line feed
     mIsOutputOver = true;
     mNews.Set();
     return 0;
