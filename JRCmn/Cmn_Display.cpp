@@ -7,7 +7,6 @@
 #include "JRCmn/Cmn_Trace.h"
 #include "JRCmn/Internal/Cmn_DisplayCalls.h"
 #include "JRCmn/Internal/Cmn_DisplayDevices.h"
-#include "JRCmn/Internal/Cmn_DisplayNames.h"
 
 using namespace NorvikLibInternal;
 
@@ -108,6 +107,12 @@ private:
     std::vector<PHYSICAL_MONITOR> mMonitors;
 };
 
+// 0 to 100 percent in the monitor's range.
+DWORD ScaleBrightness(int percent, DWORD minimum, DWORD maximum) {
+    const uint64_t range = maximum - minimum;
+    return static_cast<DWORD>(minimum + (range * static_cast<unsigned>(percent) + 50) / 100);
+}
+
 bool SetMonitorBrightness(HANDLE monitor, int percent) {
     DWORD minimum = 0, current = 0, maximum = 0;
     const bool isKnown = Retry([&] {
@@ -134,8 +139,6 @@ const char* GetDisplayOrientationName(EDisplayOrientation orientation) {
             return "Unknown";
     }
 }
-
-Cmn_Display::~Cmn_Display() = default;
 
 EDisplaySettingChangeResult Cmn_Display::SetResolution(int width, int height) {
     if (!CMN_VERIFY(width > 0 && height > 0)) return eDisplaySettingChange_BadParameter;

@@ -60,7 +60,6 @@ public:
     };
 
     explicit Cmn_Display(const Properties& properties) : mProperties(properties) {}
-    virtual ~Cmn_Display();
     Cmn_Display(const Cmn_Display&) = delete;
     Cmn_Display& operator=(const Cmn_Display&) = delete;
 

@@ -1,5 +1,7 @@
 #include "JRCmn/Cmn_DisplayManager.h"
 
+#include <atomic>
+
 #include "JRCmn/Cmn_Trace.h"
 #include "JRCmn/Internal/Cmn_DisplayCalls.h"
 #include "JRCmn/Internal/Cmn_DisplayDevices.h"
@@ -10,8 +12,10 @@ namespace {
 
 constexpr int kPerMonitorAware = 2;  // of PROCESS_DPI_AWARENESS
 
+// A process asks once.
 void AskForDpiAwareness() {
-    if (GetAskedForDpiAwareness().exchange(true)) return;
+    static std::atomic<bool> sHasAsked{false};
+    if (sHasAsked.exchange(true)) return;
     const HRESULT result = GetDisplayCalls().setDpiAwareness(kPerMonitorAware);
     // Refused when the program has chosen already, by a call or in its manifest: its choice stands.
     if (FAILED(result) && result != E_ACCESSDENIED)

@@ -3,6 +3,7 @@
 #include "JRCmn/Cmn_Assert.h"
 #include "JRCmn/Cmn_FS.h"
 #include "JRCmn/Cmn_Preferences.h"
+#include "JRCmn/Cmn_Thread.h"
 #include "JRCmn/Cmn_Trace.h"
 #include "Shared/Internal/JR_DisplayArrangement.h"
 #include "Shared/Internal/JR_DisplayPlan.h"
@@ -42,8 +43,13 @@ public:
     std::optional<int> ReadForcedSystemType() override { return ReadSetting<int>("Force System Type"); }
     EMotherboard GetBoard() override { return JR_ShellApp::GetMotherboard(nullptr); }
     bool HasLVDS() override { return JR_CongatecIC170SBCController().HasLVDS(); }
+    // On a thread of its own: the caller's COM may be single-threaded, which cannot ask.
     bool IsFixedResolutionDisplayConnected(int width, int height) override {
-        return JR_DisplayInfo().IsFixedResolutionDisplayConnected(width, height);
+        Cmn_Thread asker("Monitor Modes", eNormal, 0);
+        const auto ask = [=]() -> long {
+            return JR_DisplayInfo().IsFixedResolutionDisplayConnected(width, height);
+        };
+        return CMN_VERIFY(asker.Launch(ask) == 0) && asker.ThreadEnd() != 0;
     }
     std::optional<bool> ReadStored() override { return ReadSetting<bool>(cScreenIsPresent); }
 };
@@ -60,6 +66,13 @@ public:
 EDisplayFunction Report(const DisplayVerdict& verdict) {
     if (verdict.failedCheck != nullptr) VerifyFailed(verdict.failedCheck, CMN_SOURCE_FILE, __LINE__);
     return verdict.function;
+}
+
+std::shared_ptr<Cmn_Display> Find(const Cmn_DisplayManager::Displays& displays, EDisplayFunction function) {
+    for (const auto& display : displays) {
+        if (JR_DisplayManager::GetDisplayFunction(*display) == function) return display;
+    }
+    return nullptr;
 }
 
 }  // namespace
@@ -106,14 +119,11 @@ int JR_DisplayManager::GetOverridenDisplayNumber(EDisplayFunction function, int 
 }
 
 std::shared_ptr<Cmn_Display> JR_DisplayManager::FindDisplayByFunction(EDisplayFunction function) {
-    for (const auto& display : GetDisplays()) {
-        if (GetDisplayFunction(*display) == function) return display;
-    }
-    return nullptr;
+    return Find(GetDisplays(), function);
 }
 
 std::shared_ptr<const Cmn_Display> JR_DisplayManager::FindDisplayByFunction(EDisplayFunction function) const {
-    return const_cast<JR_DisplayManager*>(this)->FindDisplayByFunction(function);  // which changes nothing
+    return Find(GetDisplays(), function);
 }
 
 // ---- The arrangement.

@@ -10,8 +10,8 @@
 //   if (displays.ArrangeDisplayConfig(restart, changed) && restart) AskForRestart();
 //   if (const auto screen = displays.FindDisplayByFunction(eDisplayFunction_TKV)) screen->SetBrightness(80);
 //
-// Threads:   one at a time. InitRegistryInfo may ask WMI and a board library: it takes as long as they take, and not on a
-//            thread with windows (JR_DisplayInfo.h says why).
+// Threads:   one at a time. InitRegistryInfo may ask WMI (on a thread of its own) and a board library: it takes as long as
+//            they take.
 // Ownership: as Cmn_DisplayManager
 // Errors:    what fails is traced and reported and gives false, eDisplayFunction_Unknown or null; the displays are left as
 //            the platform has them
@@ -60,7 +60,8 @@ public:
     // `outChanged` tells whether something was not in its place, `outRestartRequired` whether a change waits for a restart.
     bool ArrangeDisplayConfig(bool& outRestartRequired, bool& outChanged);
     // The same for built-in screen and external monitor, in one step from explicit paths and modes. Needs exactly one built-in
-    // panel, at most one other monitor and two sources; ArrangeDisplayConfig uses it where there are.
+    // panel, at most one other monitor and two sources; ArrangeDisplayConfig uses it where there are, and both displays are
+    // recognised.
     bool ArrangeK7RDisplayConfigWithTKVUsingCCD();
     // Whether the platform arranges the displays by this one of its topologies: 1 internal, 2 clone, 4 extend, 8 external.
     static bool CheckDisplayTopology(uint32_t wantedTopology);

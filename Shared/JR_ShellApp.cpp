@@ -6,6 +6,7 @@
 #include "JRCmn/Cmn_Assert.h"
 #include "JRCmn/Cmn_FS.h"
 #include "JRCmn/Cmn_FolderFinder.h"
+#include "JRCmn/Cmn_Preferences.h"
 #include "JRCmn/Cmn_Registry.h"
 #include "JRCmn/Cmn_Trace.h"
 #include "JRCmn/Internal/Cmn_Windows.h"
@@ -60,13 +61,9 @@ bool ReadText(const char* path, const char* name, const char* expected) {
 class Machine : public SystemSource {
 public:
     std::optional<uint32_t> ReadSetting(const char* name) override {
-        Cmn_Registry key;
-        uint32_t value = 0;
-        if (!key.Open(HKEY_LOCAL_MACHINE, Cmn_Registry::kSettingsKey, eRegistryAccess_ReadOnly) ||
-            !key.Read(name, value)) {
-            return std::nullopt;
-        }
-        return value;
+        int value = 0;
+        if (!Cmn_Preferences::Get(name, value)) return std::nullopt;
+        return static_cast<uint32_t>(value);
     }
     bool IsTdiDllPresent() override {
         return Cmn_FolderFinder::IsModulePresent("TDI.dll") ||

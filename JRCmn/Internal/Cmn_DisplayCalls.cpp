@@ -44,9 +44,4 @@ DisplayCalls& GetDisplayCalls() {
     return gCalls;
 }
 
-std::atomic<bool>& GetAskedForDpiAwareness() {
-    static std::atomic<bool> hasAsked{false};
-    return hasAsked;
-}
-
 }  // namespace NorvikLibInternal

@@ -8,8 +8,6 @@
 // Errors:    as the platform calls; where the platform lacks one, it fails
 // Units:     as the platform calls; milliseconds
 
-#include <atomic>
-
 #include "JRCmn/Cmn_Export.h"
 #include "JRCmn/Internal/Cmn_Windows.h"
 
@@ -41,8 +39,5 @@ struct DisplayCalls {
 };
 
 NORVIK_API DisplayCalls& GetDisplayCalls();
-
-// Whether this process has asked for DPI awareness; a process asks once.
-NORVIK_API std::atomic<bool>& GetAskedForDpiAwareness();
 
 }  // namespace NorvikLibInternal

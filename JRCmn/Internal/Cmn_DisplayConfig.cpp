@@ -53,16 +53,11 @@ LONG AskOnce(EDisplayQuery query, DisplayConfig& outConfig) {
     return result;
 }
 
-// A mode of this kind, if the index is one.
-const DISPLAYCONFIG_MODE_INFO* FindMode(const DisplayConfig& config, UINT32 index,
-                                        DISPLAYCONFIG_MODE_INFO_TYPE type) {
-    if (index >= config.modes.size() || config.modes[index].infoType != type) return nullptr;
-    return &config.modes[index];
-}
-
-std::string ToText(UINT32 index, const void* mode) {
+// An index of the modes, which a driver may give wrong.
+std::string ToText(const DisplayConfig& config, UINT32 index, DISPLAYCONFIG_MODE_INFO_TYPE type) {
     if (index == DISPLAYCONFIG_PATH_MODE_IDX_INVALID) return "no mode";
-    return "mode " + std::to_string(index) + (mode ? "" : " (which it cannot have)");
+    const bool isRight = index < config.modes.size() && config.modes[index].infoType == type;
+    return "mode " + std::to_string(index) + (isRight ? "" : " (which it cannot have)");
 }
 
 double ToHertz(const DISPLAYCONFIG_RATIONAL& rate) {
@@ -76,8 +71,9 @@ void TracePath(const DisplayConfig& config, size_t index) {
     Cmn_Trace(
         "  Path %u: adapter %lX:%lX, source %u with %s to target %u with %s, %s, rotation %d, %.2f Hz%s%s.\n",
         static_cast<unsigned>(index), static_cast<unsigned long>(source.adapterId.HighPart),
-        source.adapterId.LowPart, source.id, ToText(source.modeInfoIdx, FindSourceMode(config, path)).c_str(),
-        target.id, ToText(target.modeInfoIdx, FindTargetMode(config, path)).c_str(),
+        source.adapterId.LowPart, source.id,
+        ToText(config, source.modeInfoIdx, DISPLAYCONFIG_MODE_INFO_TYPE_SOURCE).c_str(), target.id,
+        ToText(config, target.modeInfoIdx, DISPLAYCONFIG_MODE_INFO_TYPE_TARGET).c_str(),
         GetOutputTechnologyName(static_cast<int32_t>(target.outputTechnology)),
         static_cast<int>(target.rotation), ToHertz(target.refreshRate),
         path.flags & DISPLAYCONFIG_PATH_ACTIVE ? ", active" : "",
@@ -100,7 +96,7 @@ void TraceMode(const DISPLAYCONFIG_MODE_INFO& mode, unsigned index) {
 
 }  // namespace
 
-bool QueryDisplayConfig(EDisplayQuery query, DisplayConfig& outConfig) {
+bool ReadDisplayConfig(EDisplayQuery query, DisplayConfig& outConfig) {
     for (int i = 0; i < kAttempts; ++i) {
         DisplayConfig config;
         const LONG result = AskOnce(query, config);
@@ -121,21 +117,9 @@ long SetDisplayTopology(uint32_t flags) {
     return GetDisplayCalls().setConfig(0, nullptr, 0, nullptr, flags);
 }
 
-long SetDisplayConfig(DisplayConfig& config, uint32_t flags) {
+long ApplyDisplayConfig(DisplayConfig& config, uint32_t flags) {
     return GetDisplayCalls().setConfig(static_cast<UINT32>(config.paths.size()), config.paths.data(),
                                        static_cast<UINT32>(config.modes.size()), config.modes.data(), flags);
-}
-
-const DISPLAYCONFIG_SOURCE_MODE* FindSourceMode(const DisplayConfig& config,
-                                                const DISPLAYCONFIG_PATH_INFO& path) {
-    const auto* mode = FindMode(config, path.sourceInfo.modeInfoIdx, DISPLAYCONFIG_MODE_INFO_TYPE_SOURCE);
-    return mode ? &mode->sourceMode : nullptr;
-}
-
-const DISPLAYCONFIG_TARGET_MODE* FindTargetMode(const DisplayConfig& config,
-                                                const DISPLAYCONFIG_PATH_INFO& path) {
-    const auto* mode = FindMode(config, path.targetInfo.modeInfoIdx, DISPLAYCONFIG_MODE_INFO_TYPE_TARGET);
-    return mode ? &mode->targetMode : nullptr;
 }
 
 void TraceDisplayConfig(const DisplayConfig& config) {

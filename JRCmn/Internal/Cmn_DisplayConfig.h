@@ -3,7 +3,7 @@
 // The topology of the displays: which outputs show which part of the desktop, in paths (source to target) and their modes.
 //
 //   DisplayConfig config;
-//   if (QueryDisplayConfig(EDisplayQuery::DatabaseCurrent, config) && config.topology != eDisplayTopology_Extend)
+//   if (ReadDisplayConfig(EDisplayQuery::DatabaseCurrent, config) && config.topology != eDisplayTopology_Extend)
 //       error = SetDisplayTopology(SDC_APPLY | SDC_TOPOLOGY_EXTEND);
 //
 // Threads:   any
@@ -34,19 +34,13 @@ enum class EDisplayQuery {
 };
 
 // False leaves `outConfig` empty.
-NORVIK_API bool QueryDisplayConfig(EDisplayQuery query, DisplayConfig& outConfig);
+NORVIK_API bool ReadDisplayConfig(EDisplayQuery query, DisplayConfig& outConfig);
 
 // One of the platform's own topologies, as SDC_... flags.
 NORVIK_API long SetDisplayTopology(uint32_t flags);
 
 // Explicit paths and modes. The platform may write into them.
-NORVIK_API long SetDisplayConfig(DisplayConfig& config, uint32_t flags);
-
-// The mode of a path's source or target; null when it has none or its index is wrong.
-NORVIK_API const DISPLAYCONFIG_SOURCE_MODE* FindSourceMode(const DisplayConfig& config,
-                                                           const DISPLAYCONFIG_PATH_INFO& path);
-NORVIK_API const DISPLAYCONFIG_TARGET_MODE* FindTargetMode(const DisplayConfig& config,
-                                                           const DISPLAYCONFIG_PATH_INFO& path);
+NORVIK_API long ApplyDisplayConfig(DisplayConfig& config, uint32_t flags);
 
 // Traces a line for every path and one for every mode.
 NORVIK_API void TraceDisplayConfig(const DisplayConfig& config);

@@ -40,9 +40,4 @@ const char* GetOutputTechnologyName(int32_t technology) {
     return "Unknown";
 }
 
-uint32_t ScaleBrightness(int percent, uint32_t minimum, uint32_t maximum) {
-    const uint64_t range = maximum - minimum;
-    return static_cast<uint32_t>(minimum + (range * static_cast<unsigned>(percent) + 50) / 100);
-}
-
 }  // namespace NorvikLibInternal

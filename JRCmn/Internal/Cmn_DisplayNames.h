@@ -1,6 +1,6 @@
 #pragma once
 
-// Names and arithmetic of displays, without the platform's headers.
+// Names of displays' properties, without the platform's headers.
 //
 // Threads: any.  Ownership: names are literals.  Errors: every value has a name.  Units: the platform's numbers.
 
@@ -24,8 +24,5 @@ NORVIK_API std::string GetDisplayTopologyName(uint32_t topology);
 
 // "HDMI", "DisplayPort", ...; "Unknown" also for VGA, DVI, SDI and the external UDI.
 NORVIK_API const char* GetOutputTechnologyName(int32_t technology);
-
-// The number for a brightness of 0 to 100 percent in a monitor's range.
-NORVIK_API uint32_t ScaleBrightness(int percent, uint32_t minimum, uint32_t maximum);
 
 }  // namespace NorvikLibInternal

@@ -7,15 +7,15 @@
 namespace NorvikLibInternal {
 namespace {
 
-// Windows of the platform keep the picture that they show: what is supplied is applied and becomes the stored one.
+// What is supplied is applied and stored for these monitors, so that it outlives the session.
 constexpr uint32_t cApplyAndStore = SDC_APPLY | SDC_USE_SUPPLIED_DISPLAY_CONFIG | SDC_SAVE_TO_DATABASE;
 
 void TraceKnownConfigurations() {
     DisplayConfig config;
     Cmn_Trace("Tracing all we know about %s display configurations:\n", "Active");
-    if (QueryDisplayConfig(EDisplayQuery::Active, config)) TraceDisplayConfig(config);
+    if (ReadDisplayConfig(EDisplayQuery::Active, config)) TraceDisplayConfig(config);
     Cmn_Trace("Tracing all we know about %s display configurations:\n", "DB current");
-    if (QueryDisplayConfig(EDisplayQuery::DatabaseCurrent, config)) {
+    if (ReadDisplayConfig(EDisplayQuery::DatabaseCurrent, config)) {
         TraceDisplayConfig(config);
         Cmn_Trace("Topology is %s.\n", GetDisplayTopologyName(config.topology).c_str());
     }
@@ -37,12 +37,19 @@ bool ApplyTopology(const ArrangementPlan& plan) {
     return false;
 }
 
+bool IsQuarterTurn(const Cmn_Display& display) {
+    return display.GetOrientation() == eDisplayOrientation_90 ||
+           display.GetOrientation() == eDisplayOrientation_270;
+}
+
 EDisplaySettingChangeResult Set(Cmn_Display& display, const DisplayStep& step) {
     switch (step.setting) {
         case EDisplaySetting::Position:
             return display.SetPosition(step.place.left, step.place.top);
         case EDisplaySetting::Resolution:
-            return display.SetResolution(step.place.width, step.place.height);
+            // Of the picture as it is turned now: the step that turns it upright comes later and swaps the two.
+            return IsQuarterTurn(display) ? display.SetResolution(step.place.height, step.place.width)
+                                          : display.SetResolution(step.place.width, step.place.height);
         case EDisplaySetting::Orientation:
             return display.SetOrientation(step.place.orientation);
         case EDisplaySetting::Primary:
@@ -78,11 +85,11 @@ bool CarryOutPlan(JR_DisplayManager& displays, const ArrangementPlan& plan, bool
     if (!plan.topologyFlags.empty()) {
         isTopologySet = ApplyTopology(plan);
         displays.Refresh();
-    }
-    if (plan.checksTopologyAgain) {
-        isTopologySet =
-            IsTopology(GetWantedTopology(hasScreen)).value_or(false) ||
-            (plan.hopesForMonitor && !displays.FindDisplayByFunction(eDisplayFunction_ExternalGUI));
+        if (hasScreen) {
+            isTopologySet =
+                IsTopology(GetWantedTopology(hasScreen)).value_or(false) ||
+                (plan.hopesForMonitor && !displays.FindDisplayByFunction(eDisplayFunction_ExternalGUI));
+        }
     }
     return CarryOutSteps(displays, plan, ioRestartRequired) && isTopologySet;
 }
@@ -125,7 +132,7 @@ std::optional<DisplayConfig> MakeConfig(JR_DisplayManager::EExternalDisplayPos p
                                         const char*& outFailedCheck) {
     outFailedCheck = nullptr;
     DisplayConfig known;
-    if (!QueryDisplayConfig(EDisplayQuery::All, known)) return std::nullopt;
+    if (!ReadDisplayConfig(EDisplayQuery::All, known)) return std::nullopt;
     std::vector<PathOffer> offers;
     for (const DISPLAYCONFIG_PATH_INFO& path : known.paths)
         offers.push_back(MakeOffer(path));
@@ -147,7 +154,7 @@ bool ReportExitCode(long error) {
 bool ApplyConfig(DisplayConfig& config) {
     Cmn_Trace(" Will apply the following display config:\n");
     TraceDisplayConfig(config);
-    if (!ReportExitCode(SetDisplayConfig(config, cApplyAndStore | SDC_ALLOW_CHANGES))) return false;
+    if (!ReportExitCode(ApplyDisplayConfig(config, cApplyAndStore | SDC_ALLOW_CHANGES))) return false;
     Cmn_Trace("Successfully applied the config.\n");
     return true;
 }
@@ -156,7 +163,7 @@ bool ApplyConfig(DisplayConfig& config) {
 
 std::optional<bool> IsTopology(uint32_t wantedTopology) {
     DisplayConfig config;
-    if (!QueryDisplayConfig(EDisplayQuery::DatabaseCurrent, config)) return std::nullopt;
+    if (!ReadDisplayConfig(EDisplayQuery::DatabaseCurrent, config)) return std::nullopt;
     const std::string current = GetDisplayTopologyName(config.topology);
     if (config.topology == wantedTopology) {
         Cmn_Trace("Current topology is %s, as expected.\n", current.c_str());
@@ -199,8 +206,10 @@ bool ArrangeScreens(JR_DisplayManager& displays, bool hasScreen, bool& ioRestart
     for (const Cmn_String& line : plan.announcements)
         Cmn_Trace("%s", line.c_str());
 
+    // A monitor that is not recognised yet may be after the topology was forced, which only the setters' way does.
+    const bool areBothSeen = hasScreen && facts->screen && facts->external;
     const char* failedCheck = nullptr;
-    auto config = hasScreen ? MakeConfig(facts->position, failedCheck) : std::nullopt;
+    auto config = areBothSeen ? MakeConfig(facts->position, failedCheck) : std::nullopt;
     const bool isDone =
         config ? ApplyConfig(*config) : CarryOutPlan(displays, plan, hasScreen, ioRestartRequired);
     displays.Refresh();
@@ -217,8 +226,8 @@ bool ArrangeByPaths(JR_DisplayManager::EExternalDisplayPos position) {
 bool StoreActiveConfig() {
     Cmn_Trace("Going to store current display config into database...\n");
     DisplayConfig config;
-    return QueryDisplayConfig(EDisplayQuery::Active, config) &&
-           ReportExitCode(SetDisplayConfig(config, cApplyAndStore));
+    return ReadDisplayConfig(EDisplayQuery::Active, config) &&
+           ReportExitCode(ApplyDisplayConfig(config, cApplyAndStore));
 }
 
 }  // namespace NorvikLibInternal

@@ -78,7 +78,7 @@ DisplayVerdict ApplyOutputRule(DisplayRuleSource& source, int outputIndex) {
     } else if (hasScreen && outputIndex == 1) {
         verdict.function = eDisplayFunction_ExternalGUI;
     } else {
-        verdict.failedCheck = "!\"Unexpected output of the on-board graphics\"";
+        return {eDisplayFunction_Unknown, "!\"Unexpected output of the on-board graphics\""};
     }
     // A function that a setting gives to another display is not this one's.
     if (source.ReadDisplayNumber(verdict.function)) verdict.function = eDisplayFunction_Unknown;
@@ -202,7 +202,6 @@ ArrangementPlan PlanArrangement(const ArrangementFacts& facts) {
         const uint32_t flags = GetWantedTopology(facts.hasScreen) | cApply;
         plan.topologyFlags = {flags};
         if (facts.hasScreen) plan.topologyFlags.push_back(flags | cPathPersistIfRequired);
-        plan.checksTopologyAgain = facts.hasScreen;
         plan.hopesForMonitor = facts.hasScreen && !facts.external;
     }
     if (facts.hasScreen) AddSteps(eDisplayFunction_TKV, kScreenPlace, plan.steps);

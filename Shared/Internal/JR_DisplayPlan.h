@@ -105,7 +105,6 @@ struct ArrangementPlan {
     std::vector<Cmn_String> announcements;  // empty: everything is right, and nothing to be done
     std::vector<uint32_t> topologyFlags;    // until one of them is accepted; empty: the topology is right
     bool hopesForMonitor = false;           // the topology is forced although no external monitor was seen
-    bool checksTopologyAgain = false;
     // In this order, each on the display that has the function then. One without an external monitor is left out; one
     // without the built-in screen is a failure.
     std::vector<DisplayStep> steps;
@@ -133,7 +132,7 @@ struct PathChoice {
     const char* failedCheck = nullptr;  // or null; with a text there is no choice
 };
 
-NORVIK_API bool IsInternalOutput(int32_t technology);
+bool IsInternalOutput(int32_t technology);
 NORVIK_API PathChoice ChoosePaths(const std::vector<PathOffer>& offers);
 
 }  // namespace NorvikLibInternal

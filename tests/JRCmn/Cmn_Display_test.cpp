@@ -51,17 +51,6 @@ TEST(Cmn_DisplayManager, CountsTheOutputsOfEachAdapterInThePlatformsOrder) {
     EXPECT_EQ(kept->GetWidth(), 1920);
 }
 
-TEST(Cmn_DisplayManager, AsksForDpiAwarenessOnce) {
-    const FakeDisplays fake;
-    static int sAsked;
-    sAsked = 0;
-    GetAskedForDpiAwareness() = false;
-    GetDisplayCalls().setDpiAwareness = [](int awareness) { return sAsked += awareness, E_ACCESSDENIED; };
-    const Cmn_DisplayManager first, second;
-    EXPECT_EQ(sAsked, 2);  // per monitor
-    EXPECT_THAT(TakeTraces(), IsEmpty());
-}
-
 // A console's panel, and the external monitor as the primary display.
 struct Cmn_DisplayTest : testing::Test {
     FakeDisplays fake;
@@ -110,12 +99,12 @@ TEST_F(Cmn_DisplayTest, KeepsThePlatformsAnswersApart) {
 }
 
 TEST_F(Cmn_DisplayTest, RefusesWhatNoDisplayCanHave) {
-    for (const auto& [width, height] : {std::pair{0, 800}, {1280, 0}, {-1, -1}})
+    for (const auto& [width, height] : {std::pair{0, 800}, {1280, -1}})
         EXPECT_EQ(panel->SetResolution(width, height), eDisplaySettingChange_BadParameter);
     for (const auto orientation : {EDisplayOrientation{-1}, EDisplayOrientation{4}})
         EXPECT_EQ(panel->SetOrientation(orientation), eDisplaySettingChange_BadParameter);
     EXPECT_FALSE(panel->SetBrightness(-1) || panel->SetBrightness(101));
-    EXPECT_EQ(TakeReports().size(), 7u);
+    EXPECT_EQ(TakeReports().size(), 6u);
     fake.outputs[0].canBeRead = false;
     EXPECT_EQ(panel->SetOrientation(eDisplayOrientation_None), eDisplaySettingChange_SettingsNotRead);
     EXPECT_EQ(panel->BecomePrimaryDisplay(), eDisplaySettingChange_SettingsNotRead);

@@ -4,6 +4,8 @@
 
 #include <tuple>
 
+#include "JRCmn/Internal/Cmn_RegistryCalls.h"
+#include "Shared/Internal/JR_WmiCalls.h"
 #include "Shared/JR_FeatureToggles.h"
 #include "Shared/JR_ShellApp.h"
 #include "tests/support/FakeDisplays.h"
@@ -14,10 +16,11 @@
 namespace {
 
 using Manager = JR_DisplayManager;
-using testing::ElementsAre, testing::IsEmpty;
+using NorvikLibInternal::GetRegistryCalls;
+using testing::ElementsAre, testing::HasSubstr, testing::IsEmpty;
 
 constexpr char cPresent[] = "TKV Display Is Present", cForced[] = "Force System Type",
-               cPosition[] = "External Display Position";
+               cPosition[] = "External Display Position", cNewPosition[] = "New External Display Position";
 
 // A console with the CGOS board, whose vendor's library is missing, and displays of which the test says what they are.
 class MachineDisplays : public testing::Test {
@@ -25,8 +28,7 @@ protected:
     MachineDisplays() {
         machine.SetText(kWindowsKey, "EditionID", "Embedded");
         machine.SetText(kFirmwareKey, "BaseBoardProduct", "IC17X");
-        for (const char* name :
-             {cPresent, cForced, cPosition, "New External Display Position", "DisplayNumber1"}) {
+        for (const char* name : {cPresent, cForced, cPosition, cNewPosition, "DisplayNumber1"}) {
             machine.SetNumber(kSettings, name, 1);
             if (name != cPresent) machine.Remove(kSettings, name);
         }
@@ -67,7 +69,6 @@ TEST_F(MachineDisplays, FunctionsFollowAdapterOutputAndStoredNumbers) {
     EXPECT_EQ(left(manager.FindDisplayByFunction(eDisplayFunction_TKV)), 100);
     EXPECT_EQ(left(std::as_const(manager).FindDisplayByFunction(eDisplayFunction_ExternalGUI)), 1280);
     EXPECT_EQ(left(manager.FindDisplayByFunction(eDisplayFunction_Unknown)), 0);
-    EXPECT_EQ(Manager::GetOverridenDisplayNumber(eDisplayFunction_ExternalGUI, 9), 9);
     machine.SetNumber(kSettings, "DisplayNumber1", 1);
     EXPECT_EQ(left(manager.FindDisplayByFunction(eDisplayFunction_ExternalGUI)), 0);
     EXPECT_EQ(Manager::GetDisplayFunction(5, 1), eDisplayFunction_Unknown);
@@ -87,15 +88,12 @@ TEST_F(MachineDisplays, AScreenThatWasThereStaysStoredAndMarkerFilesGoBefore) {
         return Manager::IsTKVScreenAvailable();
     };
     EXPECT_FALSE(init(-1, "K7R control surface without TKV screen.\n"));
-    EXPECT_FALSE(init(0, "K7R control surface without TKV screen.\n"));
     EXPECT_TRUE(init(1,
                      "'!\"TKV display is no more detected (KPL-29108).\"' failed in Shared\\JR_Display"
                      "Manager.cpp(121)."));
     EXPECT_TRUE(init(1, "K7R control surface with TKV screen.\n"));
     machine.SetNumber(kSettings, cForced, 2);
     EXPECT_TRUE(init(-1, "Forcing TKV to be present for forced K7R console.\n"));
-    machine.SetNumber(kSettings, cForced, 3);
-    EXPECT_FALSE(init(0, "Forcing TKV to be absent for forced non-console system.\n"));
     machine.Remove(kSettings, cForced);
     {
         const SimulatedBoard board("cgos", "Cgos.dll");
@@ -114,6 +112,8 @@ TEST_F(MachineDisplays, AScreenThatWasThereStaysStoredAndMarkerFilesGoBefore) {
 
 TEST_F(MachineDisplays, ArrangesScreenAndMonitorAndThenHasNothingToDo) {
     Start(2);
+    displays.outputs[0].orientation = DMDO_90;
+    displays.outputs[1].orientation = DMDO_270;
     machine.SetNumber(kSettings, cPosition, 1);
     EXPECT_EQ(Arrange(), "ok changed");
     auto at = traces.begin();
@@ -128,6 +128,7 @@ TEST_F(MachineDisplays, ArrangesScreenAndMonitorAndThenHasNothingToDo) {
           "Current topology is Extend, as expected.\n"}) {
         at = std::find_if(at, traces.end(), [&](const std::string& t) { return t.find(line) != t.npos; });
         ASSERT_NE(at, traces.end()) << line;
+        ++at;
     }
     EXPECT_EQ(displays.calls.front(), "topology 132");
     EXPECT_TRUE(displays.outputs[0].left == 0 && displays.outputs[1].left == 1280);
@@ -148,6 +149,7 @@ TEST_F(MachineDisplays, EverySetterMayFailOrWantARestart) {
     std::string failed;  // the names in their order; becoming the primary display takes several calls
     for (size_t n = 0; n < all.size(); ++n) {
         EXPECT_EQ(arrange(n, DISP_CHANGE_BADMODE), "failed changed") << n;
+        EXPECT_EQ(displays.calls.size(), n + 1);  // and no further
         for (const std::string& line : traces) {
             const size_t from = line.find("for "), to = line.find(" failed with error -2.\n");
             if (line.find("Setting display setting ") == line.npos || to == line.npos) continue;
@@ -210,6 +212,16 @@ TEST_F(MachineDisplays, ArrangesTheMonitorAlone) {
     displays.configAnswers = {5};
     EXPECT_EQ(Arrange(), "failed changed");
     EXPECT_THAT(displays.calls, ElementsAre("topology 129"));
+    displays.topology = 1;
+    for (const LONG answer : {DISP_CHANGE_BADMODE, DISP_CHANGE_RESTART}) {
+        for (size_t n = 0; n < 3; ++n) {
+            displays.outputs[0].left = 5;
+            displays.changeAnswers.assign(n, 0);
+            displays.changeAnswers.push_back(answer);
+            EXPECT_EQ(Arrange(), answer < 0 ? "failed changed" : "ok restart changed") << n;
+            EXPECT_EQ(displays.calls.size(), answer < 0 ? n + 1 : 3);
+        }
+    }
 }
 
 TEST_F(MachineDisplays, ArrangesByExplicitPathsWhereTheirConditionsHold) {
@@ -225,6 +237,12 @@ TEST_F(MachineDisplays, ArrangesByExplicitPathsWhereTheirConditionsHold) {
         displays.paths.push_back(path);
     }
     machine.SetNumber(kSettings, cPosition, 1);
+    displays.outputs[1].state = 0;  // the topology is forced, and the monitor found after that
+    EXPECT_EQ(Arrange(), "ok changed");
+    EXPECT_TRUE(
+        AnyContains(traces, "Forcing display topology changes with hope to detect Ext GUI monitor...\n"));
+    EXPECT_TRUE(displays.calls[0] == "topology 132" && displays.outputs[1].left == 1280);
+    Start(2);
     EXPECT_EQ(Arrange(), "ok changed");
     EXPECT_THAT(displays.calls, ElementsAre("config 1696"));
     EXPECT_TRUE(AnyContains(traces, "Successfully applied the config.\n"));
@@ -251,11 +269,12 @@ TEST_F(MachineDisplays, ArrangesByExplicitPathsWhereTheirConditionsHold) {
 }
 
 TEST_F(MachineDisplays, PositionsWaitForTheNextStart) {
+    machine.SetText(kSettings, cPosition, "1");  // no number
     EXPECT_EQ(Manager::GetExternalDisplayPos(), Manager::eExternalDisplayPos_Left);
     EXPECT_TRUE(Manager::UseNewDisplayPosChanges());
-    const std::tuple<bool, int, int, std::string> cases[] = {
-        {false, 1, 1, "Right"}, {false, 0, 0, "Left"}, {false, 1, 1, "Right"}, {false, 2, 0, "Left"},
-        {false, 3, 3, "WTF"},   {true, -1, -1, "WTF"}, {true, 2, 2, "Above"}};
+    const std::tuple<bool, int, int, std::string> cases[] = {{false, 0, 0, "Left"}, {false, 1, 1, "Right"},
+                                                             {false, 2, 0, "Left"}, {false, 3, 3, "WTF"},
+                                                             {true, -1, -1, "WTF"}, {true, 2, 2, "Above"}};
     for (const auto& [isAboveOn, position, stored, name] : cases) {
         std::vector<unsigned char> toggles(21, 0);
         toggles[92 / 8] = isAboveOn ? 1 << 92 % 8 : 0;
@@ -278,6 +297,20 @@ TEST_F(MachineDisplays, PositionsWaitForTheNextStart) {
     EXPECT_EQ(Manager::GetExternalDisplayPos(), Manager::eExternalDisplayPos_Left);
 }
 
+TEST_F(MachineDisplays, WhatCannotBeStoredIsReported) {
+    machine.SetNumber(kSettings, cNewPosition, 1);
+    GetRegistryCalls().setValue = [](auto...) -> LSTATUS { return ERROR_ACCESS_DENIED; };
+    EXPECT_FALSE(Manager::SetExternalDisplayPos(Manager::eExternalDisplayPos_Left));
+    EXPECT_FALSE(Manager::UseNewDisplayPosChanges());
+    Manager::InitRegistryInfo();
+    GetRegistryCalls() = {};
+    EXPECT_THAT(TakeReports(),
+                ElementsAre(HasSubstr("Set(cNewPosition, "), HasSubstr("Set(cPosition, "),
+                            HasSubstr("no more detected"), HasSubstr("Set(cScreenIsPresent, ")));
+    EXPECT_TRUE(Manager::UseNewDisplayPosChanges());  // it went on waiting
+    EXPECT_EQ(Manager::GetExternalDisplayPos(), Manager::eExternalDisplayPos_Right);
+}
+
 // Each in a process of its own: a process knows one kind of machine.
 class MachineOtherDisplays : public testing::TestWithParam<std::pair<int, int>> {};
 
@@ -292,7 +325,9 @@ TEST_P(MachineOtherDisplays, AreNotArranged) {
     EXPECT_FALSE(restart || changed);
     const std::string report =
         "'false' failed in Shared\\JR_DisplayManager.cpp(" + std::to_string(line) + ").";
-    EXPECT_EQ(AnyContains(TakeReports(), report), line != 0);
+    const auto reports = TakeReports();
+    EXPECT_EQ(reports.size(), line != 0);
+    EXPECT_EQ(AnyContains(reports, report), line != 0);
     EXPECT_THAT(displays.calls, IsEmpty());
 }
 INSTANTIATE_TEST_SUITE_P(Types, MachineOtherDisplays,
@@ -300,17 +335,33 @@ INSTANTIATE_TEST_SUITE_P(Types, MachineOtherDisplays,
                                          std::pair(77, 371)));
 
 // The type that the process knows is a forced one, which is not stored any more.
+struct ForcedConsole : MachineSettings {
+    explicit ForcedConsole(const char* board) {
+        SetText(kFirmwareKey, "BaseBoardProduct", board);
+        SetNumber(kSettings, cPresent, 0);
+        SetNumber(kSettings, cForced, 2);
+        EXPECT_EQ(JR_ShellApp::GetSystemType(), eSystem_Console);
+        Remove(kSettings, cForced);
+    }
+};
+
 TEST(MachineForcedDisplays, AConsoleWithoutAConsolesBoardHasNoScreen) {
-    MachineSettings machine;
-    machine.SetText(kFirmwareKey, "BaseBoardProduct", "none of ours");
-    machine.SetNumber(kSettings, cPresent, 0);
-    machine.SetNumber(kSettings, cForced, 2);
-    EXPECT_EQ(JR_ShellApp::GetSystemType(), eSystem_Console);
-    machine.Remove(kSettings, cForced);
+    const ForcedConsole machine("none of ours");
     Manager::InitRegistryInfo();
-    EXPECT_TRUE(
-        AnyContains(TakeTraces(), "'!\"Unknown motherboard\"' failed in Shared\\JR_DisplayManager.cpp(89)."));
+    EXPECT_TRUE(ReportedOnce("'!\"Unknown motherboard\"' failed in Shared\\JR_DisplayManager.cpp(89)."));
     EXPECT_FALSE(Manager::IsTKVScreenAvailable());
+}
+
+// The caller's thread may have windows, and COM with which WMI cannot be asked.
+TEST(MachinePanelDisplays, AreLookedForOnAThreadOfTheirOwn) {
+    const ForcedConsole machine("WADE-8132-K7R");
+    static DWORD asker = 0;
+    auto& initialize = NorvikLibInternal::GetWmiCalls().initialize;
+    const auto real = initialize;
+    initialize = [](auto...) -> HRESULT { return asker = ::GetCurrentThreadId(), E_FAIL; };
+    Manager::InitRegistryInfo();
+    initialize = real;
+    EXPECT_TRUE(asker != 0 && asker != ::GetCurrentThreadId());
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "JRCmn/Cmn_DisplayManager.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/MachineSettings.h"
 
@@ -29,12 +30,17 @@ TEST(NorvikDisplays, DrawsExamplesToScale) {
         Displays(folder, {"--example", "right"}),
         AllOf(HasSubstr("+-----------------------------+--------------------------------------------+\n"),
               HasSubstr("|            1 TKV            |"), HasSubstr("Everything is in its place.")));
+    EXPECT_THAT(
+        Displays(folder, {"--example", "unplugged"}),
+        HasSubstr("Nothing would move, but not everything is in its place:\n  External GUI  not seen\n"));
     EXPECT_THAT(Displays(folder, {"arrange", "--example", "left"}), StartsWith("2 "));
     EXPECT_THAT(Displays(folder, {"--example", "left", "--svg", folder.Path("no\\such.svg")}),
                 StartsWith("1 "));
 }
 
 TEST(MachineNorvikDisplays, ArrangesTheMachinesOwn) {
+    // Under Wine, who asks first starts the desktop's process, which would hold a child's output open.
+    const Cmn_DisplayManager desktop;
     MachineSettings machine;
     machine.SetText(kWindowsKey, "EditionID", "Embedded");
     machine.SetText(kFirmwareKey, "BaseBoardProduct", "IC17X");
@@ -45,6 +51,10 @@ TEST(MachineNorvikDisplays, ArrangesTheMachinesOwn) {
     const std::string shown = Displays(folder, {});
     EXPECT_THAT(shown, AllOf(StartsWith("0 "), HasSubstr("(a console without built-in screen)"),
                              HasSubstr("1 External GUI"), HasSubstr(" -> 1920x1080 at (0, 0)")));
+    machine.Remove(kSettings, "TKV Display Is Present");  // as before the shell's first start
+    EXPECT_THAT(Displays(folder, {"arrange"}),
+                AllOf(StartsWith("1 "), HasSubstr("(a console with built-in screen (TKV))"),
+                      HasSubstr("Nothing was changed; --yes arranges without a question.")));
     EXPECT_THAT(Displays(folder, {"arrange", "--yes"}),
                 AllOf(StartsWith("1 "), HasSubstr("the displays could not be arranged")));
 }

@@ -1,7 +1,5 @@
 // norvik displays: which display is which, drawn to scale, and what arranging them would change; and arranging them.
 
-#include <io.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
@@ -13,6 +11,7 @@
 
 #include "JRCmn/Cmn_DefaultLog.h"
 #include "JRCmn/Internal/Cmn_DisplayNames.h"
+#include "JRCmn/Internal/Cmn_Windows.h"
 #include "Shared/Internal/JR_DisplayArrangement.h"
 #include "Shared/Internal/JR_DisplayPlan.h"
 #include "Shared/JR_DisplayManager.h"
@@ -40,6 +39,7 @@ public:
 struct Shown {
     EDisplayFunction function = eDisplayFunction_Unknown;
     DrawnDisplay drawn;
+    bool isOff = false;  // it leaves the desktop
 };
 
 // What is there, or what an example has in its place.
@@ -127,6 +127,9 @@ const std::vector<Example>& Examples() {
         all.push_back({"alone",
                        "a console without built-in screen, arranged",
                        {false, true, std::nullopt, kOnlyExternalPlace}});
+        all.push_back({"unplugged",
+                       "a console with built-in screen (TKV), whose external monitor is not seen",
+                       {true, true, kScreenPlace}});
         all.push_back({"new",
                        "a new console, as the platform starts it",
                        {true, true, DisplayPlace{1920, 400, 1280, 800}, DisplayPlace{0, 0, 1920, 1200}}});
@@ -147,7 +150,7 @@ Situation MakeExample(const std::string& name) {
     const auto add = [&](EDisplayFunction function, const std::optional<DisplayPlace>& place,
                          const char* monitor) {
         if (!place) return;
-        Shown shown = {function, {}};
+        Shown shown = {.function = function, .drawn = {}};
         Name(shown, "");
         Put(shown, *place);
         shown.drawn.device = "\\\\.\\DISPLAY" + std::to_string(situation.displays.size() + 1);
@@ -161,6 +164,13 @@ Situation MakeExample(const std::string& name) {
 }
 
 // ---- What arranging would make of it.
+
+// A console without built-in screen keeps one display: the external monitor, if it is known which one that is.
+void ApplyTopology(const ArrangementFacts& facts, std::vector<Shown>& ioDisplays) {
+    if (facts.isTopologyRight || facts.hasScreen || !facts.external) return;
+    for (Shown& shown : ioDisplays)
+        shown.isOff = shown.function != eDisplayFunction_ExternalGUI;
+}
 
 std::vector<Shown> ApplyPlan(std::vector<Shown> displays, const ArrangementPlan& plan) {
     for (const DisplayStep& step : plan.steps) {
@@ -178,7 +188,7 @@ std::vector<Shown> ApplyPlan(std::vector<Shown> displays, const ArrangementPlan&
 std::vector<DrawnDisplay> Drawn(const std::vector<Shown>& displays) {
     std::vector<DrawnDisplay> drawn;
     for (const Shown& shown : displays)
-        drawn.push_back(shown.drawn);
+        if (!shown.isOff) drawn.push_back(shown.drawn);
     return drawn;
 }
 
@@ -195,13 +205,18 @@ void PrintChanges(const Situation& now, const ArrangementPlan& plan, const std::
         rows.push_back({"", "Topology", "becomes " + wanted});
     }
     for (std::size_t i = 0; i < after.size(); ++i) {
-        const std::string from = Where(now.displays[i].drawn), to = Where(after[i].drawn);
-        if (from != to) rows.push_back({"", after[i].drawn.title, from + " -> " + to});
+        const std::string from = Where(now.displays[i].drawn);
+        const std::string to = after[i].isOff ? "off" : Where(after[i].drawn);
+        if (from == to) continue;
+        rows.push_back({"", after[i].drawn.title, from});
+        rows.back().back().append(" -> ").append(to);
     }
+    const bool changesNothing = rows.empty();
     if (now.facts->hasScreen && !now.facts->screen)
         rows.push_back({"", "TKV", "not seen: without it arranging fails"});
     if (!now.facts->external) rows.push_back({"", "External GUI", "not seen"});
-    Print("\nnorvik displays arrange would change:\n");
+    Print(changesNothing ? "\nNothing would move, but not everything is in its place:\n"
+                         : "\nnorvik displays arrange would change:\n");
     PrintTable("lll", rows);
 }
 
@@ -232,7 +247,8 @@ void WritePicture(const std::string& path, const Situation& situation, const std
 int Show(const Situation& situation, const Arguments& arguments) {
     PrintDisplays(situation);
     const ArrangementPlan plan = situation.facts ? PlanArrangement(*situation.facts) : ArrangementPlan();
-    const auto after = ApplyPlan(situation.displays, plan);
+    auto after = ApplyPlan(situation.displays, plan);
+    if (situation.facts) ApplyTopology(*situation.facts, after);
     if (plan.IsNeeded()) {
         PrintChanges(situation, plan, after);
     } else {
@@ -244,9 +260,13 @@ int Show(const Situation& situation, const Arguments& arguments) {
 
 // ---- Arranging.
 
-// A script that forgot --yes is not kept waiting.
+// A script that forgot --yes is not kept waiting; the null device is no terminal, either.
+bool HasTerminal() {
+    DWORD mode = 0;
+    return ::GetConsoleMode(::GetStdHandle(STD_INPUT_HANDLE), &mode) != FALSE;
+}
+
 bool AskUser() {
-    if (!::_isatty(::_fileno(stdin))) return false;
     Print("\nArrange the displays now? [y/N] ");
     Flush();
     std::string answer;
@@ -255,10 +275,16 @@ bool AskUser() {
 }
 
 int Arrange(JR_DisplayManager& manager, const Arguments& arguments) {
+    // As the shell does when it starts: it may not have run here yet.
+    if (JR_ShellApp::GetSystemType() == eSystem_Console) JR_DisplayManager::InitRegistryInfo();
     const Situation situation = ExamineMachine(manager);
     Show(situation, arguments);
     if (!situation.facts) return JR_ShellApp::GetSystemType() == eSystem_Standalone ? cSuccess : cFailure;
     if (!PlanArrangement(*situation.facts).IsNeeded()) return cSuccess;
+    if (!arguments.Has("--yes") && !HasTerminal()) {
+        Print("Nothing was changed; --yes arranges without a question.\n");
+        return cFailure;
+    }
     if (!arguments.Has("--yes") && !AskUser()) {
         Print("Nothing was changed.\n");
         return cSuccess;
@@ -287,17 +313,18 @@ int RunDisplays(const Arguments& arguments) {
 }  // namespace
 
 extern const Verb cDisplaysVerb;
-const Verb cDisplaysVerb{"displays",
-                         "[arrange]",
-                         "which display is which, drawn to scale, and arranging them",
-                         "Draws the displays as they stand, says which one is the console's built-in screen\n"
-                         "(TKV) and which the external monitor, and what arranging them would change.\n"
-                         "'arrange' does that, after a question. An example shows a console on any machine:\n"
-                         "left, right, above (of the external monitor), alone (no built-in screen), new\n"
-                         "(not arranged yet).\n",
-                         {{"--svg", "FILE", "draw a picture, too"},
-                          {"--example", "NAME", "a console in place of this machine"},
-                          {"--yes", nullptr, "arrange without a question"}},
-                         &RunDisplays};
+const Verb cDisplaysVerb{
+    "displays",
+    "[arrange]",
+    "which display is which, drawn to scale, and arranging them",
+    "Draws the displays as they stand, says which one is the console's built-in screen\n"
+    "(TKV) and which the external monitor, and what arranging them would change.\n"
+    "'arrange' does that, after a question. An example shows a console on any machine:\n"
+    "left, right, above (of the external monitor), alone (no built-in screen), unplugged\n"
+    "(no external monitor), new (not arranged yet).\n",
+    {{"--svg", "FILE", "draw a picture, too"},
+     {"--example", "NAME", "a console in place of this machine"},
+     {"--yes", nullptr, "arrange without a question"}},
+    &RunDisplays};
 
 }  // namespace NorvikTool
