@@ -12,7 +12,7 @@
 // Ownership: owns the function, which may delete the resolver, cancel, or query anew. Points to the event manager.
 // Errors:    passed to the function, with an invalid address, as often as there are any: the query goes on until there is an
 //            address. It is over, with one call inside Query, where it could never succeed: without the discovery
-//            library, and for arguments that are wrong.
+//            library, and for arguments that are wrong (on an interface -65540 is tried again: it may be down).
 // Units:     none
 
 #include <functional>

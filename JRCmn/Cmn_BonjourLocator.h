@@ -42,7 +42,8 @@ public:
     using ServiceCallback = std::function<void(const Cmn_BonjourService&)>;
 
     // The network user restricts the search to the adapter that serves it; when another one does, all services are removed and
-    // it is searched there; when none does, all adapters are searched. Functions may be empty.
+    // it is searched there; while none does, the search stays where it was. Started without one, it is on all adapters until
+    // there is one. Functions may be empty.
     Cmn_BonjourLocator(const std::string& inServiceType, ENetworkUser inNetworkUser,
                        ServiceCallback inAddCallback, ServiceCallback inTXTChangeCallback,
                        ServiceCallback inRemoveCallback, IF_EventManager& inEventManager);

@@ -5,8 +5,19 @@
 #include "JRCmn/Cmn_Assert.h"
 #include "JRCmn/Cmn_BonjourTXTRecordCodec.h"
 #include "JRCmn/Internal/Cmn_BonjourAsyncHandler.h"
+#include "JRCmn/Internal/Cmn_DnsSdDaemon.h"
 
 using namespace NorvikLibInternal;
+
+namespace {
+
+// A TXT record is never without any string: the smallest is one that is empty.
+std::string WireRecord(const TxtRecord& record) {
+    const std::string bytes = Cmn_BonjourTXTRecordCodec::Encode(record);
+    return bytes.empty() ? std::string(1, '\0') : bytes;
+}
+
+}  // namespace
 
 // The running DNS-SD operation, or one that waits for a daemon.
 class Cmn_BonjourServicePublisher::Registration : public Cmn_BonjourAsyncHandler {
@@ -37,14 +48,22 @@ public:
     Cmn_BonjourError SetTxtRecord(const std::string& bytes) {
         mRequest.txtRecord = bytes;
         if (!IsRegistered()) return {};
+        const Cmn_BonjourError error = Update();
+        if (error.IsOK() || error == kDNSServiceErr_Invalid || error == kDNSServiceErr_BadParam) return error;
+        if (error == kDNSServiceErr_ServiceNotRunning) NoteDnsSdDaemonGone();
+        return Begin();  // with the new record, now or when the daemon answers
+    }
+
+private:
+    Cmn_BonjourError Update() {
+        if (!IsDnsSdDaemonThere()) return kDNSServiceErr_ServiceNotRunning;
         // No record reference: the service's own TXT record. Time to live 0: the daemon's default.
         return CallBlocking([&] {
+            const std::string& bytes = mRequest.txtRecord;
             return DNSServiceUpdateRecord(GetRef(), nullptr, 0, static_cast<uint16_t>(bytes.size()),
                                           bytes.data(), 0);
         });
     }
-
-private:
     Cmn_BonjourError StartOperation(DNSServiceRef& ref) override {
         SetTiedToInterface(mRequest.interfaceIndex);
         return DNSServiceRegister(&ref, 0, mRequest.interfaceIndex, mRequest.name.c_str(),
@@ -94,7 +113,7 @@ Cmn_BonjourError Cmn_BonjourServicePublisher::Register(const std::string& inInst
     }
     mRegistration = std::make_shared<Registration>(
         Registration::Request{inInstanceName, mServiceType.c_str(), inPort, inInterfaceIndex,
-                              Cmn_BonjourTXTRecordCodec::Encode(mTxtRecord), std::move(inCallback)},
+                              WireRecord(mTxtRecord), std::move(inCallback)},
         *manager);
     const Cmn_BonjourError error = mRegistration->Begin();
     if (mRegistration->IsIdle()) Unregister();
@@ -112,5 +131,5 @@ bool Cmn_BonjourServicePublisher::IsRegistered() const {
 Cmn_BonjourError Cmn_BonjourServicePublisher::SetTXTRecord(const TxtRecord& inTxtRecord) {
     mTxtRecord = inTxtRecord;
     if (!mRegistration) return {};
-    return mRegistration->SetTxtRecord(Cmn_BonjourTXTRecordCodec::Encode(mTxtRecord));
+    return mRegistration->SetTxtRecord(WireRecord(mTxtRecord));
 }

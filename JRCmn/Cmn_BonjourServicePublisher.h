@@ -49,8 +49,9 @@ public:
     // Whether the daemon has the service, or is about to; not while a daemon is waited for.
     bool IsRegistered() const;
 
-    // Replaces the record of a registered service on the network, without announcing it anew. While not registered it is kept
-    // for the next registration, and success is returned.
+    // Replaces the record of a registered service on the network, without announcing it anew; where that fails, and not for the
+    // record itself, the service is registered anew with it, and what that returns is returned: -65563 when the daemon does
+    // not answer, which is tried again. While not registered it is kept for the next registration, and success is returned.
     Cmn_BonjourError SetTXTRecord(const TxtRecord& inTxtRecord);
     const TxtRecord& GetTXTRecord() const { return mTxtRecord; }
 

@@ -102,6 +102,7 @@ void Cmn_BonjourAsyncHandler::Unselect() {
     const SOCKET socket = SocketOf(mRef);
     u_long isNonBlocking = 0;
     ::WSAEventSelect(socket, nullptr, 0);
+    ::WSAResetEvent(mRecvReady);  // for what is read now; Select sets it for what is left
     ::ioctlsocket(socket, static_cast<long>(FIONBIO), &isNonBlocking);
 }
 
@@ -153,7 +154,8 @@ void Cmn_BonjourAsyncHandler::ResetEvent() {
 DNSServiceErrorType Cmn_BonjourAsyncHandler::ProcessResult(Call& call) {
     Unselect();
     mCall = &call;
-    const DNSServiceErrorType error = DNSServiceProcessResult(mRef);
+    DNSServiceErrorType error = kDNSServiceErr_Unknown;
+    Guarded([&] { error = DNSServiceProcessResult(mRef); });
     if (!call.isOver) mCall = nullptr;
     return error;
 }

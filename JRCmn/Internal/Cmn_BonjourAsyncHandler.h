@@ -81,8 +81,7 @@ protected:
         if (mCall) return call();
         Unselect();
         const DNSServiceErrorType error = call();
-        Select();
-        return error;
+        return Select() ? error : kDNSServiceErr_Unknown;
     }
     DNSServiceRef GetRef() const { return mRef; }
     IF_EventManager& GetEventManager() const { return mEventManager; }

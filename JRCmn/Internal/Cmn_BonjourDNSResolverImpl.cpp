@@ -13,6 +13,7 @@ Cmn_BonjourDNSResolverImpl::Cmn_BonjourDNSResolverImpl(const std::string& hostNa
       mCallback(std::move(callback)) {}
 
 Cmn_BonjourError Cmn_BonjourDNSResolverImpl::StartOperation(DNSServiceRef& ref) {
+    SetTiedToInterface(mInterfaceIndex);
     return DNSServiceGetAddrInfo(&ref, 0, mInterfaceIndex, kDNSServiceProtocol_IPv4, mHostName.c_str(),
                                  &Cmn_BonjourDNSResolverImpl::OnAddress, this);
 }
@@ -22,6 +23,7 @@ void Cmn_BonjourDNSResolverImpl::OnAddress(DNSServiceRef, DNSServiceFlags flags,
                                            uint32_t, void* context) {
     Guarded([&] {
         auto& self = *static_cast<Cmn_BonjourDNSResolverImpl*>(context);
+        if (error == kDNSServiceErr_NoSuchRecord) return;  // at the moment; one that comes is told
         if (error != kDNSServiceErr_NoError) {
             self.SetResultError(error);
         } else if ((flags & kDNSServiceFlagsAdd) != 0 && address && address->sa_family == AF_INET) {

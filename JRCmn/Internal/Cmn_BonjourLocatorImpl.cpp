@@ -42,7 +42,9 @@ class Cmn_BonjourLocatorImpl::Adapter {
 public:
     explicit Adapter(ENetworkUser user) : mConfig(mService, user, {}) {}
 
-    unsigned int GetInterfaceIndex() const {
+    // That of before while there is none: who is asked to search one network does not go over to others.
+    unsigned int GetInterfaceIndex(unsigned int before) const {
+        if (!mConfig.GetIPv4Address().IsValid()) return before;
         // "This machine only": the daemon does not search on the loopback adapter itself.
         const bool isLoopback = mConfig.GetIPv4Address() == Cmn_IPv4Address(0x0100007F);
         return isLoopback ? kDNSServiceInterfaceIndexLocalOnly : mConfig.GetInterfaceIndex();
@@ -98,7 +100,7 @@ Cmn_BonjourError Cmn_BonjourLocatorImpl::StartOperation(DNSServiceRef& ref) {
 }
 
 unsigned int Cmn_BonjourLocatorImpl::FindInterface() const {
-    return mAdapter ? mAdapter->GetInterfaceIndex() : kDNSServiceInterfaceIndexAny;
+    return mAdapter ? mAdapter->GetInterfaceIndex(mInterfaceIndex) : kDNSServiceInterfaceIndexAny;
 }
 
 // On another adapter than before.
@@ -153,6 +155,7 @@ void Cmn_BonjourLocatorImpl::AddInstance(const char* name, const char* type, con
     // A resolver that is under way answers for this announcement, too.
     if (details.resolver && !details.resolver->IsSettled()) return;
     if (details.resolver) Vacate(key, details);
+    std::erase(mResting, key);
     mWaiting.push_back(key);
     StartWaiting();
 }
@@ -169,6 +172,7 @@ void Cmn_BonjourLocatorImpl::RemoveInstance(const char* name, unsigned int inter
     if (details.isKnown) {
         RemoveService(details.service);
     } else {
+        // The search knows it, though the user does not yet: nothing has failed.
         Cmn_Trace("Bonjour: Removed service %s (%s).\n", name, mServiceType.c_str());
     }
     StartWaiting();
@@ -179,8 +183,9 @@ void Cmn_BonjourLocatorImpl::OnResolved(const Cmn_BonjourResolver& resolver) {
     // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the resolver may go below
     const Cmn_BonjourService service = resolver.GetService();
     const Key key(service.mName, service.mInterfaceIndex);
+    TellDropped();
     auto found = mInstances.find(key);
-    if (found == mInstances.end()) return;
+    if (found == mInstances.end() || !found->second.resolver) return;
     if (found->second.isKnown && found->second.service != service) {
         // It has moved: gone and back.
         const Cmn_BonjourService old = found->second.service;
@@ -238,10 +243,19 @@ void Cmn_BonjourLocatorImpl::DropAll() {
     mWaiting.clear();
     mResting.clear();
     mRunning.clear();
-    while (!mInstances.empty()) {
-        auto node = mInstances.extract(mInstances.begin());
-        node.mapped().resolver.reset();
-        if (node.mapped().isKnown) RemoveService(node.mapped().service);
+    for (const auto& [key, details] : mInstances)
+        if (details.isKnown) mDropped.push_back(details.service);
+    mInstances.clear();
+    TellDropped();
+}
+
+// A user who lets the loop run in here may come back when the next search has found something: whoever finds it first tells
+// the rest, so that no service is added before it was removed.
+void Cmn_BonjourLocatorImpl::TellDropped() {
+    while (!mDropped.empty()) {
+        const Cmn_BonjourService service = std::move(mDropped.front());
+        mDropped.pop_front();
+        RemoveService(service);
     }
 }
 
@@ -281,12 +295,13 @@ void Cmn_BonjourLocatorImpl::Reconfirm(const Cmn_BonjourService& service) {
     }
 }
 
-void Cmn_BonjourLocatorImpl::ReconfirmKnown(const Cmn_BonjourService& service) {
+Cmn_BonjourError Cmn_BonjourLocatorImpl::ReconfirmKnown(const Cmn_BonjourService& service) {
     const Cmn_BonjourError error = Cmn_BonjourRecordReconfirmer(service, mServiceType).Reconfirm();
-    if (error.IsOK()) return;
+    if (error.IsOK()) return error;
     Cmn_Trace("Bonjour: Reconfirming %s returned error %s (%d).\n", service.mName.c_str(),
               error.ToString().c_str(), error.GetErrorCode());
     Guarded([&] { mObserver->OnError(error); });
+    return error;
 }
 
 void Cmn_BonjourLocatorImpl::ReconfirmAll() {
@@ -296,7 +311,7 @@ void Cmn_BonjourLocatorImpl::ReconfirmAll() {
     for (const auto& [key, details] : mInstances)
         if (details.isKnown) services.push_back(details.service);
     for (const Cmn_BonjourService& service : services)
-        if (IsRegistered()) ReconfirmKnown(service);
+        if (!IsRegistered() || ReconfirmKnown(service) == kDNSServiceErr_ServiceNotRunning) return;
 }
 
 void Cmn_BonjourLocatorImpl::SetAutoReconfirmInterval(unsigned int milliseconds) {

@@ -86,10 +86,11 @@ private:
     void CompareTxtRecord(Details& details, const TxtRecord& txtRecord);
     void ReportDuplicates(Details& details);
     void DropAll();
+    void TellDropped();
     unsigned int FindInterface() const;
     void SearchAnew();
     void Tell(Report report, const Cmn_BonjourService& service);
-    void ReconfirmKnown(const Cmn_BonjourService& service);
+    Cmn_BonjourError ReconfirmKnown(const Cmn_BonjourService& service);
     void ReconfirmAll();
 
     void StartWaiting();
@@ -109,6 +110,7 @@ private:
     unsigned int mInterfaceIndex = 0;         // of the search that runs
     const std::unique_ptr<Cmn_BonjourLocatorObserver> mObserver;
     std::map<Key, Details> mInstances;
+    std::deque<Cmn_BonjourService> mDropped;  // whose removal was not told yet
     // Keys of instances that may be gone, or have a resolver again: looked at when their turn comes.
     std::deque<Key> mWaiting;
     std::deque<Key> mResting;     // had their turn, wait for the next probe

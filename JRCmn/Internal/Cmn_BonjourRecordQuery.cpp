@@ -13,6 +13,7 @@ Cmn_BonjourRecordQuery::Cmn_BonjourRecordQuery(const Cmn_BonjourService& service
       mOnError(std::move(onError)) {}
 
 Cmn_BonjourError Cmn_BonjourRecordQuery::StartOperation(DNSServiceRef& ref) {
+    SetTiedToInterface(mService.mInterfaceIndex);
     mPresent.clear();
     char fullName[kDNSServiceMaxDomainName];
     const Cmn_BonjourError error = DNSServiceConstructFullName(fullName, mService.mName.c_str(),
@@ -32,6 +33,7 @@ void Cmn_BonjourRecordQuery::OnRecord(DNSServiceRef, DNSServiceFlags flags, uint
                                       uint16_t size, const void* data, uint32_t, void* context) {
     Guarded([&] {
         auto& self = *static_cast<Cmn_BonjourRecordQuery*>(context);
+        if (error == kDNSServiceErr_NoSuchRecord) return;  // at the moment; one that comes is told
         if (error != kDNSServiceErr_NoError) {
             self.SetResultError(error);
         } else {

@@ -71,7 +71,8 @@ void Cmn_BonjourResolver::SetHost(const std::string& host, unsigned short port) 
 
 void Cmn_BonjourResolver::Watch(Part part) {
     auto& query = part == eTxt ? mTxt : mSrv;
-    if (query) return;
+    // Without that call services are found, and their changes are not seen.
+    if (query || !FindDnsSdFunction("DNSServiceQueryRecord")) return;
     query = std::make_unique<Cmn_BonjourRecordQuery>(
         mService, mDomain, part == eTxt ? kDNSServiceType_TXT : kDNSServiceType_SRV,
         [this, part](std::string_view data) { part == eTxt ? OnTxt(data) : OnSrv(data); },

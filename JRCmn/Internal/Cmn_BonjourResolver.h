@@ -50,7 +50,7 @@ public:
     bool IsSettled() const { return mIsSettled; }
     // Whether it will never tell anything: its start was refused.
     bool IsHopeless() const { return IsIdle() && !mIsSettled && !mLookup && !mTxt; }
-    // Starts one of kWatches unless it runs. May delete this object.
+    // Starts one of kWatches unless it runs, or the library cannot. May delete this object.
     void Watch(Part part);
     // Null when there is none.
     Cmn_BonjourAsyncHandler* GetPart(Part part);

@@ -4,6 +4,7 @@
 
 #include <atomic>
 
+#include "IPC/IPC_Benaphore.h"
 #include "IPC/IPC_Event.h"
 #include "JRCmn/Internal/Cmn_DnsSdLibrary.h"
 
@@ -21,9 +22,9 @@ public:
     bool IsThere() {
         if (!FindDnsSdFunction("DNSServiceGetProperty")) return true;
         if (mState == kThere && ::GetTickCount64() - mAnswerTime < kDnsSdAnswerAge) return true;
-        const bool wasGone = mState == kGone;
-        if (!mIsAsking.exchange(true)) {
-            mAnswered.Reset();
+        State state = mState;
+        const bool wasGone = state == kGone;
+        if (BeginsQuestion()) {
             if (!Ask()) {
                 mIsAsking = false;
                 return true;
@@ -32,7 +33,7 @@ public:
             return false;  // who asked first has waited
         }
         const bool isAnswered = mAnswered.Wait(wasGone ? kDnsSdNextWait : kDnsSdFirstWait);
-        if (!isAnswered) mState = kGone;
+        if (!isAnswered) mState.compare_exchange_strong(state, kGone);  // or the answer has come just now
         return isAnswered && mState == kThere;
     }
 
@@ -46,6 +47,14 @@ public:
 
 private:
     enum State { kUnknown, kThere, kGone };
+
+    // False while another one is under way, whose answer can be waited for, not the one before.
+    bool BeginsQuestion() {
+        const IPC_BenaphoreLocker lock(mLock);
+        if (mIsAsking.exchange(true)) return false;
+        mAnswered.Reset();
+        return true;
+    }
 
     bool Ask() {
         HMODULE self = nullptr;
@@ -71,6 +80,7 @@ private:
         self.mIsAsking = false;
     }
 
+    IPC_Benaphore mLock;
     std::atomic<State> mState{kUnknown};
     std::atomic<ULONGLONG> mAnswerTime{0};
     std::atomic<bool> mIsAsking{false};

@@ -197,8 +197,8 @@ int32_t Registry::Update(uint64_t id, const std::string& txt) {
     if (operation == mOperations.end()) return kDNSServiceErr_ServiceNotRunning;
     const auto position = mInstances.find(KeyOf(operation->second.instance));
     if (position == mInstances.end() || position->second.owner != id) return kDNSServiceErr_BadReference;
-    if (!IsTxtRecord(TxtOrEmpty(txt))) return kDNSServiceErr_Invalid;
-    position->second.txt = TxtOrEmpty(txt);
+    if (!IsTxtRecord(txt)) return kDNSServiceErr_Invalid;
+    position->second.txt = txt;
     AnswerResolves(position->second);
     return kDNSServiceErr_NoError;
 }

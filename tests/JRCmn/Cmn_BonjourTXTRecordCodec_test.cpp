@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <random>
-
 #include "JRCmn/Internal/Cmn_DnsSdLibrary.h"
 #include "JRCmn/Internal/Cmn_Windows.h"
 #include "tests/support/DnsSdDaemon.h"
@@ -104,20 +102,6 @@ TEST_F(TXTRecordCodec, WhatIsNoItemIsReportedAndSkipped) {
         EXPECT_EQ(Checks(), each.checks);
     }
     EXPECT_EQ(Decode(nullptr, 5), TxtRecord());
-}
-
-TEST_F(TXTRecordCodec, WhatIsEncodedIsDecodedToTheSame) {
-    std::mt19937 random(11);
-    for (int round = 0; round < 2'000; ++round) {
-        TxtRecord record;
-        for (auto count = random() % 12; count > 0; --count) {
-            std::string value(random() % 100, '\0');
-            for (char& byte : value)
-                byte = static_cast<char>(random());
-            record.SetKey("Key " + std::to_string(random() % 1'000), value);
-        }
-        ASSERT_EQ(DecodeText(Encode(record)), record);
-    }
 }
 
 }  // namespace

@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include "JRCmn/Internal/Cmn_DynamicLibrary.h"
 #include "JRCmn/Internal/Cmn_Handle.h"
 #include "standins/dnssd/Connection.h"
 #include "standins/dnssd/Names.h"
 #include "standins/dnssd/Wire.h"
 
 using namespace DnsSdStandin;
+using NorvikLibInternal::FindFunction;
 using NorvikLibInternal::KernelHandle;
 
 namespace {
@@ -65,6 +67,12 @@ void DnsSdDaemon::Kill() {
     ::TerminateProcess(mProcess, 1);
     ::WaitForSingleObject(mProcess, 10'000);
     ::CloseHandle(std::exchange(mProcess, nullptr));
+}
+
+void DnsSdDaemon::Hold(bool isHeld) const {
+    const char* const name = isHeld ? "NtSuspendProcess" : "NtResumeProcess";
+    const auto change = FindFunction<LONG(WINAPI*)(HANDLE)>(::GetModuleHandleA("ntdll"), name);
+    ASSERT_EQ(change(mProcess), 0) << name;
 }
 
 void DnsSdDaemon::Restart() {

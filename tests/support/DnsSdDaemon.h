@@ -25,6 +25,8 @@ public:
     std::string Control(const std::string& line, unsigned timeoutMs = 20'000) const;
 
     void Kill();
+    // It lives, and does nothing until it may go on.
+    void Hold(bool isHeld) const;
     // On the same port, with nothing registered.
     void Restart();
 
