@@ -188,8 +188,15 @@ TEST(BonjourLocator, WhatFailsIsTriedAgainUntilAllIsThereOnce) {
     net.daemon.Control("txt Instance\\0321 _desk._tcp 03613d32");
     net.daemon.Control("remove Slow _desk._tcp");
     ASSERT_TRUE(net.RunUntil([&] { return search.Count("~Instance 1") == 1; }));
-    search.Take();
+}
 
+TEST(BonjourLocator, ASearchThatEndsTakesItsServicesAlongAndFindsThemAgain) {
+    Discovery net;
+    Search search(net.manager);
+    net.daemon.Control("many _desk._tcp 2");
+    search.locator->Start();
+    ASSERT_TRUE(net.RunUntil([&] { return search.Count("+") == 2; }));
+    search.Take();
     for (const std::string fault : {"kill", "drop", "error browse -65540"}) {
         fault == "kill" ? net.daemon.Kill() : static_cast<void>(net.daemon.Control(fault));
         ASSERT_TRUE(net.RunUntil([&] { return search.Count("-") == 2; })) << fault;
@@ -211,7 +218,15 @@ TEST(BonjourLocator, WhatFailsIsTriedAgainUntilAllIsThereOnce) {
         std::erase(search.told, kNotRunning);
         EXPECT_THAT(search.Take(), UnorderedElementsAre(HasSubstr("+Instance 1"), HasSubstr("+Instance 2")));
     }
+}
 
+TEST(BonjourLocator, WhatComesBackDuringARemovalIsToldAfterIt) {
+    Discovery net;
+    Search search(net.manager);
+    net.daemon.Control("many _desk._tcp 2");
+    search.locator->Start();
+    ASSERT_TRUE(net.RunUntil([&] { return search.Count("+") == 2; }));
+    search.Take();
     // The first removal lets the loop run until the next search has found all again.
     bool isBegun = false, isDone = false;
     search.inCallback = [&](const std::string& kind) {
