@@ -13,12 +13,12 @@
 #include "JRCmn/Cmn_BonjourServicePublisher.h"
 #include "JRCmn/Cmn_DefaultLog.h"
 #include "JRCmn/Cmn_EventManager.h"
-#include "JRCmn/Cmn_FolderFinder.h"
 #include "JRCmn/Cmn_TCPPrefixedMessageClient.h"
 #include "JRCmn/Cmn_TCPServer.h"
 #include "JRCmn/Cmn_Time.h"
 #include "Shared/JR_AsioEventManager.h"
 #include "tools/norvik/DemoSteps.h"
+#include "tools/norvik/Discovery.h"
 #include "tools/norvik/OtherProcess.h"
 #include "tools/norvik/Verb.h"
 
@@ -31,7 +31,6 @@ constexpr unsigned cLimit = 20'000;  // ms that a step waits for what must come
 constexpr unsigned cTurn = 20;       // ms that a loop waits, when two take turns on one thread
 constexpr size_t cLargestFrame = 1'000;
 constexpr char cType[] = "_norvik-demo._tcp", cName[] = "Engine 1 (demo)";
-constexpr char cStandinFolder[] = "..\\standins\\";  // from the program's folder, in the build tree
 
 // This process, and those that it starts, find the discovery library in the build tree for the time of the step.
 class SimulatedNetwork {
@@ -49,10 +48,6 @@ private:
     OtherProcess mDaemon;
     bool mIsRunning = false;
 };
-
-void UseStandinLibrary() {
-    ::SetDllDirectoryA((ProgramFolder() + cStandinFolder).c_str());
-}
 
 // Answers each client's messages with the same bytes.
 class EchoServer : public Cmn_TCPServer {
@@ -146,7 +141,7 @@ int RunEngine() {
 }
 
 bool FindEngine() {
-    if (!Cmn_FolderFinder::IsModulePresent((Cmn_String(cStandinFolder) + "dnssd.dll").c_str())) {
+    if (!IsStandinLibraryThere()) {
         Print("  skipped: there is no simulated network beside this program (it lies in the build tree)\n");
         return true;
     }

@@ -3,6 +3,8 @@
 #include "JRCmn/Internal/Cmn_Windows.h"
 
 #include "JRCmn/Cmn_BonjourLocator.h"
+#include "JRCmn/Cmn_FolderFinder.h"
+#include "tools/norvik/OtherProcess.h"
 
 namespace NorvikTool {
 namespace {
@@ -24,6 +26,14 @@ bool FindLibrary(const Arguments& arguments) {
     if (Cmn_BonjourLocator::IsLibraryAvailable()) return true;
     PrintState("library missing (dnssd.dll)");
     return false;
+}
+
+bool IsStandinLibraryThere() {
+    return Cmn_FolderFinder::IsModulePresent((Cmn_String(cStandinFolder) + "dnssd.dll").c_str());
+}
+
+void UseStandinLibrary() {
+    ::SetDllDirectoryA((ProgramFolder() + cStandinFolder).c_str());
 }
 
 void PrintDaemonState(const Cmn_BonjourError& error) {

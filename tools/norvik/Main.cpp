@@ -12,6 +12,8 @@ namespace NorvikTool {
 #define NORVIK_VERBS(VERB) \
     VERB(Demo)             \
     VERB(DemoPart)         \
+    VERB(Soak)             \
+    VERB(SoakPart)         \
     VERB(Board)            \
     VERB(Machine)          \
     VERB(Logs)             \

@@ -1,6 +1,7 @@
 #include "tools/norvik/OtherProcess.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "JRCmn/Cmn_FolderFinder.h"
 #include "JRCmn/Cmn_Time.h"
@@ -104,6 +105,11 @@ bool OtherProcess::WaitForLine(const std::string& beginning, unsigned timeoutMs)
 std::vector<std::string> OtherProcess::FirstLines() const {
     const IPC_BenaphoreLocker locker(mLock);
     return mLines;
+}
+
+std::vector<std::string> OtherProcess::TakeLines() {
+    const IPC_BenaphoreLocker locker(mLock);
+    return std::exchange(mLines, {});
 }
 
 bool OtherProcess::Wait(unsigned timeoutMs) {

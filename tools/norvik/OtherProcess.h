@@ -39,6 +39,8 @@ public:
     // after the time, or when its output has ended without.
     bool WaitForLine(const std::string& beginning, unsigned timeoutMs);
     std::vector<std::string> FirstLines() const;
+    // The same, and makes room for as many more: for a process that goes on telling.
+    std::vector<std::string> TakeLines();
 
     // Whether it has ended.
     bool Wait(unsigned timeoutMs);
@@ -46,6 +48,8 @@ public:
     bool WaitForOutput(unsigned timeoutMs, unsigned long& exitCode);
     // Ends it without a word to it. Whether it has ended.
     bool Kill();
+    // Null when it could not be started.
+    void* GetHandle() const { return mProcess.GetHandle(); }
 
 private:
     long ReadLines();
