@@ -190,13 +190,17 @@ TEST(BonjourLocator, WhatFailsIsTriedAgainUntilAllIsThereOnce) {
     ASSERT_TRUE(net.RunUntil([&] { return search.Count("~Instance 1") == 1; }));
 }
 
+// "Instance 1" and "Instance 2".
+bool FindTwo(Discovery& net, Search& search) {
+    net.daemon.Control("many _desk._tcp 2");
+    search.locator->Start();
+    return net.RunUntil([&] { return search.Count("+") == 2; }) && search.Take().size() == 2;
+}
+
 TEST(BonjourLocator, ASearchThatEndsTakesItsServicesAlongAndFindsThemAgain) {
     Discovery net;
     Search search(net.manager);
-    net.daemon.Control("many _desk._tcp 2");
-    search.locator->Start();
-    ASSERT_TRUE(net.RunUntil([&] { return search.Count("+") == 2; }));
-    search.Take();
+    ASSERT_TRUE(FindTwo(net, search));
     for (const std::string fault : {"kill", "drop", "error browse -65540"}) {
         fault == "kill" ? net.daemon.Kill() : static_cast<void>(net.daemon.Control(fault));
         ASSERT_TRUE(net.RunUntil([&] { return search.Count("-") == 2; })) << fault;
@@ -223,10 +227,7 @@ TEST(BonjourLocator, ASearchThatEndsTakesItsServicesAlongAndFindsThemAgain) {
 TEST(BonjourLocator, WhatComesBackDuringARemovalIsToldAfterIt) {
     Discovery net;
     Search search(net.manager);
-    net.daemon.Control("many _desk._tcp 2");
-    search.locator->Start();
-    ASSERT_TRUE(net.RunUntil([&] { return search.Count("+") == 2; }));
-    search.Take();
+    ASSERT_TRUE(FindTwo(net, search));
     // The first removal lets the loop run until the next search has found all again.
     bool isBegun = false, isDone = false;
     search.inCallback = [&](const std::string& kind) {
