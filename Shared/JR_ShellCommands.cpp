@@ -13,7 +13,7 @@
 
 using namespace NorvikLibInternal;
 
-// CMN_VERIFY_AT, also for this line's number: CMN_VERIFY would show what the platform's macros stand for.
+// CMN_VERIFY_AT with the line's own number below: CMN_VERIFY would report the platform's macros as what they stand for.
 
 namespace {
 
