@@ -39,7 +39,8 @@ void AppendEscaped(std::string_view label, std::string& name) {
     }
 }
 
-constexpr std::size_t kMaxLabel = 63;
+constexpr std::size_t kHost = 6;  // where the name begins
+constexpr std::size_t kMaxLabel = 63, kMaxName = 255;
 
 }  // namespace
 
@@ -57,12 +58,10 @@ std::string SrvRecordData(unsigned short port, const std::string& hostName) {
         label.clear();
     }
     data += '\0';
-    return data;
+    return data.size() - kHost > kMaxName ? std::string() : data;
 }
 
 std::optional<SrvRecord> ParseSrvRecordData(std::string_view data) {
-    constexpr std::size_t kHost = 6;
-    constexpr std::size_t kMaxName = 255;  // on the wire
     if (data.size() <= kHost || data.size() - kHost > kMaxName) return std::nullopt;
     const auto Byte = [&](std::size_t at) { return static_cast<unsigned char>(data[at]); };
     SrvRecord record;
