@@ -253,8 +253,18 @@ void IPC_NamedPipe::ReconnectOnWrite() {
     if (Cmn_Time::GetInMilliseconds() - mLastAttempt >= mReconnectRate) Connect(0);
 }
 
-// `connection` is the one on which something has failed: it may be over already, and another one begun.
-void IPC_NamedPipe::Disconnect(unsigned int connection) {
+// The connection that an operation begins with. Together, so that what fails on one that is just being ended is not taken for a
+// failure of the next.
+bool IPC_NamedPipe::TakeConnection(unsigned int& outConnection, bool& outIsGreeted) {
+    const std::lock_guard state(mStateLock);
+    outConnection = mChannel->Connection();
+    outIsGreeted = mType == ePipeType_Client || mClientConnected;
+    return mConnected;
+}
+
+// `connection` is the one on which something has failed: it may be over already, and another one begun. What a Stop has ended
+// does not connect anew.
+void IPC_NamedPipe::Disconnect(unsigned int connection, bool mayReconnect) {
     Cmn_Trace("Disconnecting '%s'\n", mName.c_str());
     const bool isEventDriven = mPipeState != ePipeState_Initialized;
     {
@@ -273,7 +283,7 @@ void IPC_NamedPipe::Disconnect(unsigned int connection) {
         if (isEventDriven) mChannel->read.event.Set();
         Announce(state, Announcement::kLost);
     }
-    if (!isEventDriven && mReconnectMode == eReconnect_Background)
+    if (mayReconnect && !isEventDriven && mReconnectMode == eReconnect_Background)
         StartThread(mThreadPriority, " Connect", true);
 }
 
@@ -288,8 +298,9 @@ bool IPC_NamedPipe::Write(const void* data, unsigned long long size, unsigned lo
 bool IPC_NamedPipe::DoWrite(const void* data, unsigned long long size, unsigned long long* written,
                             unsigned int timeoutMs) {
     if (written) *written = 0;
-    const unsigned int connection = mChannel->Connection();
-    if (!mConnected) return false;
+    unsigned int connection = 0;
+    bool isGreeted = false;
+    if (!TakeConnection(connection, isGreeted)) return false;
     constexpr unsigned long long kLargest = 0x7FFFFFFF - kPipePrefixSize;
     if (size > kLargest) {
         Cmn_Trace("IPC_NamedPipe::Write '%s' failed: %s\n", mName.c_str(),
@@ -309,7 +320,7 @@ bool IPC_NamedPipe::DoWrite(const void* data, unsigned long long size, unsigned 
         Cmn_Trace("IPC_NamedPipe::Write '%s' failed: %s\n", mName.c_str(),
                   DescribeSystemError(error).c_str());
     }
-    Disconnect(connection);
+    Disconnect(connection, outcome != PipeOutcome::kAborted);
     return false;
 }
 
@@ -346,9 +357,9 @@ bool IPC_NamedPipe::ReportTooLarge(const char* function) {
 
 bool IPC_NamedPipe::DoRead(void* buffer, int size, int* read, unsigned int timeoutMs) {
     *read = 0;
-    const unsigned int connection = mChannel->Connection();
-    const bool isGreeted = mType == ePipeType_Client || mClientConnected;
-    if (!mConnected) return false;
+    unsigned int connection = 0;
+    bool isGreeted = false;
+    if (!TakeConnection(connection, isGreeted)) return false;
     const uint64_t start = Cmn_Time::GetInMilliseconds();
     PipeMessageReader reader(mIsByteMode, buffer, std::max(size, 0));
     PipeMessageReader::State state = PipeMessageReader::kIncomplete;
@@ -364,7 +375,7 @@ bool IPC_NamedPipe::DoRead(void* buffer, int size, int* read, unsigned int timeo
         }
         if (outcome == PipeOutcome::kTimeout) Cmn_Trace("Read Timeout on pipe '%s'\n", mName.c_str());
         if (outcome == PipeOutcome::kFailed) TraceFailedRead(reader);
-        Disconnect(connection);
+        Disconnect(connection, outcome != PipeOutcome::kAborted);
         return false;
     }
     if (state == PipeMessageReader::kTooLarge && isGreeted) return ReportTooLarge("Read");
@@ -425,8 +436,9 @@ bool IPC_NamedPipe::WriteAndRead(const void* out, int outSize, void* in, int inS
 
 bool IPC_NamedPipe::Transact(const void* out, int outSize, void* in, int inSize, int* read,
                              unsigned int timeoutMs) {
-    const unsigned int connection = mChannel->Connection();
-    if (!mConnected) return false;
+    unsigned int connection = 0;
+    bool isGreeted = false;
+    if (!TakeConnection(connection, isGreeted)) return false;
     const auto outBytes = static_cast<DWORD>(std::max(outSize, 0));
     const auto inBytes = static_cast<DWORD>(std::max(inSize, 0));
     PipeOutcome outcome = mChannel->StartTransact(connection, out, outBytes, in, inBytes);
@@ -449,7 +461,7 @@ bool IPC_NamedPipe::Transact(const void* out, int outSize, void* in, int inSize,
               DescribeSystemError(error).c_str());
     // Also when it was aborted: the answer is still to come, and would be taken for the next one's. Something unread in the
     // way has kept the request from going out, and the connection is as it was.
-    if (error != ERROR_PIPE_BUSY) Disconnect(connection);
+    if (error != ERROR_PIPE_BUSY) Disconnect(connection, outcome != PipeOutcome::kAborted);
     return false;
 }
 

@@ -6,7 +6,10 @@
 //   class Meters : public IPC_NamedPipe {                       // a server that the event manager drives
 //   public:
 //       Meters() : IPC_NamedPipe(eReconnect_None, 0) {}
-//       ~Meters() override { Stop(1'000); }
+//       ~Meters() override {
+//           gIF_EventManager->UnregisterHandler(this);
+//           Stop(1'000);
+//       }
 //
 //       void ProcessARead(IPC_Buffer* message) override {
 //           Write(message->GetData(), message->GetCount(), nullptr, 100);
@@ -27,15 +30,16 @@
 //
 // Threads:   Init, Connect, Read and the settings: the owner's thread. Write, IsConnected and Stop: any thread, also beside
 //            a read. ProcessARead, ConnectionEstablished and ConnectionLost are called by whichever thread reads, writes
-//            or connects; the last two one at a time, in order: what comes up during one is told after it by the same thread. A
-//            derived class calls Stop in its destructor: afterwards its functions are gone.
+//            or connects; the last two one at a time, in order: what comes up during one is told after it by the same
+//            thread. A derived class calls Stop in its destructor: afterwards its functions are gone.
+//            An event-driven pipe is set up, cancelled and destroyed on the manager's thread, and not in its own callbacks.
 // Ownership: owns pipe, thread and read buffer. A buffer of its own that a derived class returns from GetReadBuffer belongs to
 //            the pipe until ProcessARead takes it.
-//            An event-driven pipe is set up, cancelled and destroyed on the manager's thread, and not in its own callbacks.
-// Errors:    traced with the pipe's name, and false; only std::bad_alloc is thrown. A peer that is gone shows as a failed read or write:
-//            the pipe disconnects, calls ConnectionLost and connects again as its reconnect mode says. A message that is
-//            too large for the buffer is dropped whole; in byte mode the connection ends, too. A write that waits behind another
-//            thread's waits as long as that one. Stop also ends a write that is under way.
+// Errors:    traced with the pipe's name, and false; only std::bad_alloc is thrown. A peer that is gone shows as a failed
+//            read or write: the pipe disconnects, calls ConnectionLost and connects again as its reconnect mode says. A
+//            message that is too large for the buffer is dropped whole; in byte mode the connection ends, too. A write that
+//            waits behind another thread's waits as long as that one. Stop also ends a write that is under way, while the
+//            pipe's thread runs.
 // Units:     milliseconds, 0xFFFFFFFF without a limit; sizes are bytes
 
 #include <atomic>
@@ -45,7 +49,6 @@
 #include <vector>
 
 #include "IPC/IPC_Buffer.h"
-#include "IPC/IPC_Event.h"
 #include "JRCmn/Cmn_Export.h"
 #include "JRCmn/Cmn_String.h"
 #include "JRCmn/Cmn_Thread.h"
@@ -132,12 +135,13 @@ public:
     bool IsInitialized() const { return mPipeState != ePipeState_Undefined; }  // the set-up succeeded
     bool IsConnected() const { return mConnected; }
     bool IsClientConnected() const { return mClientConnected; }  // the greeting has been exchanged
-    bool IsReadThreadRunning() const { return mThreadRunning; }
+    bool IsReadThreadRunning() const { return mThreadRunning; }  // also while it only connects
     const Cmn_String& GetName() const { return mName; }
     EReconnectMode GetReconnectMode() const { return mReconnectMode; }
     void SetReconnectMode(EReconnectMode mode);
     unsigned int GetReconnectRate() const { return mReconnectRate; }
     void SetReconnectRate(unsigned int milliseconds) { mReconnectRate = milliseconds; }
+    // Kept for the programs that set it. It has no effect.
     unsigned int GetReconnectTimeout() const { return mReconnectTimeout; }
     void SetReconnectTimeout(unsigned int milliseconds) { mReconnectTimeout = milliseconds; }
 
@@ -164,7 +168,8 @@ private:
     void TraceBadLength(const NorvikLibInternal::PipeMessageReader& reader);
     NorvikLibInternal::PipeOutcome WriteFrame(unsigned int connection, const void* data, unsigned int size,
                                               unsigned int timeoutMs, unsigned long* error);
-    void Disconnect(unsigned int connection);
+    bool TakeConnection(unsigned int& outConnection, bool& outIsGreeted);
+    void Disconnect(unsigned int connection, bool mayReconnect = true);
     void StartThread(Cmn_ThreadPriority priority, const char* suffix, bool connectOnly);
     long BackgroundLoop(void*);
     void RunThread(bool connectOnly);
@@ -193,7 +198,7 @@ private:
     std::atomic<EReconnectMode> mReconnectMode;
     std::atomic<unsigned int> mReconnectRate;
     std::atomic<unsigned int> mReconnectTimeout{0};
-    Cmn_ThreadPriority mThreadPriority{8};
+    std::atomic<Cmn_ThreadPriority> mThreadPriority{Cmn_ThreadPriority(8)};
     std::atomic<uint64_t> mLastAttempt{0};
     std::atomic<unsigned> mConnectFailures{0};  // in a row
     std::atomic<EPipeState> mPipeState{ePipeState_Undefined};

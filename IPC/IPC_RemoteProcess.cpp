@@ -33,7 +33,7 @@ Cmn_String ToFullPath(const Cmn_String& program) {
 }
 
 // The process with its only thread, which does not run yet; empty with the last error.
-PROCESS_INFORMATION Create(const Cmn_String& path, const std::string& line, HANDLE output) {
+PROCESS_INFORMATION Create(const Cmn_String& path, const std::string& line, HANDLE output, DWORD& outError) {
     STARTUPINFOA startup = {};
     startup.cb = sizeof startup;
     if (output != nullptr) startup.dwFlags = STARTF_USESTDHANDLES;
@@ -45,7 +45,8 @@ PROCESS_INFORMATION Create(const Cmn_String& path, const std::string& line, HAND
                                 nullptr, nullptr, &startup, &created) != FALSE;
     };
     // Under Wine one start in some thousand fails like this, for no reason that the next one would have, too.
-    if (!create() && ::GetLastError() == ERROR_INTERNAL_ERROR) create();
+    outError = create() ? ERROR_SUCCESS : ::GetLastError();
+    if (outError == ERROR_INTERNAL_ERROR) outError = create() ? ERROR_SUCCESS : ::GetLastError();
     return created;
 }
 
@@ -66,8 +67,8 @@ void* IPC_RemoteProcess::StartLocal(const Cmn_String& program, const Cmn_String&
     // Cut at a NUL or at its longest, it would be another command.
     if (!CMN_VERIFY(line.size() <= cLongestLine && line.find('\0') == line.npos)) return INVALID_HANDLE_VALUE;
 
-    const PROCESS_INFORMATION created = Create(path, line, options.output);
-    const DWORD error = ::GetLastError();
+    DWORD error = ERROR_SUCCESS;
+    const PROCESS_INFORMATION created = Create(path, line, options.output, error);
     process.Reset(created.hProcess);
     const KernelHandle thread(created.hThread);
     if (!process) {

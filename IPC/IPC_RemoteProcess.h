@@ -12,7 +12,6 @@
 // Errors:    a process that cannot be started is traced with its reason; the object then stands for none
 // Units:     milliseconds; 0xFFFFFFFF waits without a limit
 
-#include <cstdint>
 #include <vector>
 
 #include "JRCmn/Cmn_Export.h"

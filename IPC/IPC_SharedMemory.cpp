@@ -40,6 +40,21 @@ IPC_SharedMemory::~IPC_SharedMemory() {
     Delete();
 }
 
+// Nothing stays of what did not come to its end, also when the report of it throws.
+struct IPC_SharedMemory::UnlessDone {
+    explicit UnlessDone(IPC_SharedMemory& block) : mBlock(block) {}
+    ~UnlessDone() {
+        if (!mIsDone || mUnlocks) mBlock.mMutex.Unlock();
+        if (!mIsDone) mBlock.Delete();
+    }
+    UnlessDone(const UnlessDone&) = delete;
+    UnlessDone& operator=(const UnlessDone&) = delete;
+
+    IPC_SharedMemory& mBlock;
+    bool mIsDone = false;
+    bool mUnlocks = false;  // in any case
+};
+
 // The mutex, whose name is longer, sees to the rest.
 bool IPC_SharedMemory::IsNameUsable() const {
     return CMN_VERIFY(!mName.IsEmpty());
@@ -48,10 +63,9 @@ bool IPC_SharedMemory::IsNameUsable() const {
 bool IPC_SharedMemory::Create(unsigned int userSize) {
     if (!CMN_VERIFY_AT(55, mFileMappingHandle == 0)) return false;
     if (!IsNameUsable() || !CMN_VERIFY(userSize <= cMaxUserSize) || !mMutex.Create()) return false;
-    if (MapNew(userSize + cHeaderSize)) return true;
-    mMutex.Unlock();
-    Delete();
-    return false;
+    UnlessDone unless(*this);
+    unless.mIsDone = MapNew(userSize + cHeaderSize);
+    return unless.mIsDone;
 }
 
 bool IPC_SharedMemory::MapNew(uint32_t totalSize) {
@@ -61,7 +75,8 @@ bool IPC_SharedMemory::MapNew(uint32_t totalSize) {
     if (!CMN_VERIFY(mFileMappingHandle != 0)) return false;
     const bool isOld = error == ERROR_ALREADY_EXISTS;
     if (isOld) Cmn_Trace("'%s' found, will re-use existing copy!\n", mName.c_str());
-    // The blank before the parenthesis is part of the report's text.
+    // The blank before the parenthesis is part of the report's text, and the plain form would print the platform's macros
+    // expanded.
     // clang-format off
     if (!CMN_VERIFY_AT(__LINE__, (mDataPtr = ::MapViewOfFile (mFileMappingHandle, FILE_MAP_ALL_ACCESS, 0, 0, 0)) != 0)) {
         return false;
@@ -93,14 +108,14 @@ bool IPC_SharedMemory::TryOpen(unsigned int timeoutMs, bool readOnly) {
 // With the mutex held, which it releases.
 bool IPC_SharedMemory::MapExisting(bool readOnly, int openLine, int mapLine) {
     const DWORD access = readOnly && !NorvikLibInternal::IsWine() ? FILE_MAP_READ : FILE_MAP_ALL_ACCESS;
-    const bool isOpen =
+    UnlessDone unless(*this);
+    unless.mUnlocks = true;
+    mIsReadOnly = readOnly;
+    unless.mIsDone =
         CMN_VERIFY_AT(openLine, (mFileMappingHandle = ::OpenFileMapping(access, FALSE, mName)) != 0) &&
         CMN_VERIFY_AT(mapLine, (mDataPtr = ::MapViewOfFile(mFileMappingHandle, access, 0, 0, 0)) != 0) &&
         TakeSizeFromHeader();
-    mIsReadOnly = readOnly;
-    mMutex.Unlock();
-    if (!isOpen) Delete();
-    return isOpen;
+    return unless.mIsDone;
 }
 
 // The header is read here and never again, so that what others write there later cannot lead beyond the mapping.

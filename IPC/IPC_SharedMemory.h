@@ -47,6 +47,7 @@ public:
     // Unmaps and closes everything.
     void Delete();
 
+    // Waits for the mutex without a limit (true), or releases it (false).
     bool Lock(bool lock);
 
     // Copy min(size, total - offset) bytes at the offset from the block's start and store their number (0 on failure; it may
@@ -63,6 +64,7 @@ public:
 
 private:
     bool IsNameUsable() const;
+    struct UnlessDone;
     bool MapNew(uint32_t totalSize);
     bool MapExisting(bool readOnly, int openLine, int mapLine);
     bool TakeSizeFromHeader();

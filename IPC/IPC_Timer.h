@@ -10,7 +10,8 @@
 // Threads:   made, called and destroyed on the event manager's thread
 // Ownership: owns its event and platform timer; points to callback argument and target. A copy shares the event, knows the
 //            platform timer, but is not registered; the first of them that goes ends the platform timer.
-// Errors:    a timer that cannot be started is reported and never calls
+// Errors:    a timer that cannot be started is reported and never calls. Without an event manager the form with a target never
+//            calls, without a word.
 // Units:     milliseconds
 
 #include <memory>

@@ -10,7 +10,7 @@
 //
 // Threads:   any
 // Ownership: texts of expressions and files are literals and are kept by pointer
-// Errors:    only CMN_ASSERT throws. A condition is evaluated once.
+// Errors:    only CMN_ASSERT throws, and what a failure hook throws goes through. A condition is evaluated once.
 // Units:     lines are source lines; the _AT forms carry a fixed number, which identifies the report in the logs of all
 //            releases and stays when the file is edited
 

@@ -30,8 +30,9 @@ public:
     static constexpr unsigned int cMaxNumberPendingSends = 256;
     static constexpr std::size_t cBufferSize = 65536;
 
-    // The data function gets each datagram, readable until it closes the socket, starts reading or returns; false stops reading until the next StartReading. The closed function is called
-    // by Close and when receiving fails, not by the destructor.
+    // The data function gets each datagram, readable until it closes the socket, starts reading or returns; false stops
+    // reading until the next StartReading. The closed function is called by Close and when receiving fails, not by the
+    // destructor.
     Cmn_BasicSocket(std::function<bool(const char*, size_t)> onData, std::function<void()> onClosed);
     ~Cmn_BasicSocket() override;
     Cmn_BasicSocket(const Cmn_BasicSocket&) = delete;

@@ -58,6 +58,7 @@ public:
     void Stop(bool notify);
     bool IsStarted() const { return mImpl != nullptr; }
 
+    // Told of each error of browsing, resolving and reconfirming.
     void SetErrorCallback(std::function<void(const Cmn_BonjourError&)> inCallback);
 
     // Lists the known services in the log.

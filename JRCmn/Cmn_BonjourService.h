@@ -9,7 +9,6 @@
 // Errors:    none
 // Units:     the port is in the machine's byte order; texts are UTF-8 as the network has them
 
-#include <compare>
 #include <string>
 #include <tuple>
 

@@ -21,8 +21,7 @@ namespace {
 
 constexpr int kKeptDumps = 10;
 
-// Marks a dump that was asked for, where a debugger shows the exception: 'NOR' in the range that programs may
-// use.
+// Marks a dump that was asked for, where a debugger shows the exception: 'NOR' in the range that programs may use.
 constexpr DWORD kRequestedDump = 0xE04E4F52;
 
 constexpr unsigned kSmallDump = MiniDumpNormal | MiniDumpWithIndirectlyReferencedMemory |
@@ -88,10 +87,12 @@ bool RemoveOldestDump(const char* folder, const char* application) {
 DWORD CheckComplete(HANDLE file, LARGE_INTEGER& size) {
     const char block[4096] = {};
     DWORD written = 0;
-    const bool fits = ::GetFileSizeEx(file, &size) && ::SetFilePointerEx(file, size, nullptr, FILE_BEGIN) &&
-                      ::WriteFile(file, block, sizeof block, &written, nullptr) && written == sizeof block &&
-                      ::SetFilePointerEx(file, size, nullptr, FILE_BEGIN) && ::SetEndOfFile(file);
-    return fits ? ERROR_SUCCESS : ::GetLastError() ? ::GetLastError() : ERROR_DISK_FULL;
+    const bool isDone = ::GetFileSizeEx(file, &size) && ::SetFilePointerEx(file, size, nullptr, FILE_BEGIN) &&
+                        ::WriteFile(file, block, sizeof block, &written, nullptr) &&
+                        ::SetFilePointerEx(file, size, nullptr, FILE_BEGIN) && ::SetEndOfFile(file);
+    const DWORD error = ::GetLastError();
+    if (isDone) return written == sizeof block ? ERROR_SUCCESS : ERROR_DISK_FULL;
+    return error != ERROR_SUCCESS ? error : ERROR_DISK_FULL;
 }
 
 // While it is written the file is marked for deletion, so that an incomplete one goes, however the process

@@ -14,14 +14,11 @@
 // left out, the others still come. The process ends with the exception's code, or with 3 after std::terminate
 // and abort().
 //
-// Threads:   any. When several threads crash, the first is reported and the others wait for the end. The
-// report runs on
-//            the thread that has crashed, but that of a stack overflow on a thread of the monitor's own.
+// Threads:   any. When several threads crash, the first is reported and the others wait for the end. The report runs on the
+//            thread that has crashed, but that of a stack overflow on a thread of the monitor's own.
 // Ownership: one thread, one event pair, for the life of the process; the library stays loaded
-// Errors:    what a step cannot do is traced. A report that takes longer than the limit ends the process
-// without the rest.
-//            Not reported: a process that another one kills, and what the platform ends at once by itself (a
-//            fast fail).
+// Errors:    what a step cannot do is traced. A report that takes longer than the limit ends the process without the rest.
+//            Not reported: a process that another one kills, and what the platform ends at once by itself (a fast fail).
 // Units:     milliseconds
 
 #include "JRCmn/Cmn_Export.h"

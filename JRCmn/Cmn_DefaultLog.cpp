@@ -112,8 +112,9 @@ void Cmn_DefaultLog::OpenLogFile() {
     IPC_BenaphoreLocker locker(mFileMutex);
     if (mIsOpened.load(std::memory_order_relaxed)) return;
     mOpeningThread = ::GetCurrentThreadId();
+    const auto opened = [](std::atomic<unsigned long>* thread) { *thread = 0; };
+    const std::unique_ptr<std::atomic<unsigned long>, decltype(opened)> atEnd(&mOpeningThread, opened);
     mLogFile =
         Cmn_Logging::GetInstance().CreateLogFile(Cmn_Logging::GetFileNamePart(Cmn_FS::GetApplicationName()));
-    mOpeningThread = 0;
     mIsOpened.store(true, std::memory_order_release);
 }

@@ -9,7 +9,7 @@
 #include "JRCmn/Cmn_FS.h"
 #include "JRCmn/Cmn_FolderFinder.h"
 #include "JRCmn/Cmn_Trace.h"
-#include "JRCmn/Internal/Cmn_Handle.h"
+#include "JRCmn/Internal/Cmn_MachineLock.h"
 #include "JRCmn/Internal/Cmn_Windows.h"
 
 using namespace NorvikLibInternal;
@@ -45,38 +45,11 @@ IPC_Benaphore& SettingsLock() {
     return lock;
 }
 
-// Holds off other programs while this one chooses a run number or a file, in every session of the machine, since they share
-// the folder. A lock that cannot be had within its time is done without: a log with a doubtful name is worth more than
-// none. What happens under it must not trace, because a trace may open the log, which is named by what is chosen here.
-class LogFolderLock {
-public:
-    LogFolderLock() : mMutex(Create()) {
-        const DWORD result = mMutex ? ::WaitForSingleObject(mMutex.Get(), kFolderLockTimeout) : WAIT_FAILED;
-        mHeld = result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
-    }
-    ~LogFolderLock() {
-        if (mHeld) ::ReleaseMutex(mMutex.Get());
-    }
-    LogFolderLock(const LogFolderLock&) = delete;
-    LogFolderLock& operator=(const LogFolderLock&) = delete;
-
-    bool IsHeld() const { return mHeld; }
-
-private:
-    static HANDLE Create() {
-        constexpr DWORD kUse = SYNCHRONIZE | MUTEX_MODIFY_STATE;
-        // Programs of other users open what the first one made. Written by hand: the DLL of the functions that would
-        // do it costs every program a millisecond.
-        SECURITY_DESCRIPTOR everybody = {};
-        everybody.Revision = SECURITY_DESCRIPTOR_REVISION;
-        everybody.Control = SE_DACL_PRESENT;  // and no list: all access
-        SECURITY_ATTRIBUTES attributes = {sizeof attributes, &everybody, FALSE};
-        const HANDLE shared = ::CreateMutexExA(&attributes, "Global\\NorvikLib Log Folder", 0, kUse);
-        return shared ? shared : ::CreateMutexExA(&attributes, "NorvikLib Log Folder", 0, kUse);
-    }
-
-    KernelHandle mMutex;
-    bool mHeld = false;
+// Held while this program chooses a run number or a file, since all share the folder. A lock that cannot be had within its
+// time is done without: a log with a doubtful name is worth more than none. What happens under it must not trace, because a
+// trace may open the log, which is named by what is chosen here.
+struct LogFolderLock : NorvikLibInternal::MachineLock {
+    LogFolderLock() : MachineLock("NorvikLib Log Folder", kFolderLockTimeout) {}
 };
 
 constexpr std::string_view kNotInFileNames = "\\/:*?\"<>|";
@@ -85,8 +58,11 @@ bool CanBeInFileName(char c) {
     return static_cast<unsigned char>(c) >= ' ' && kNotInFileNames.find(c) == std::string_view::npos;
 }
 
+// Traced when not.
 bool CanBePartOfFileName(const Cmn_String& name) {
-    return !name.IsEmpty() && std::ranges::all_of(name.View(), &CanBeInFileName);
+    if (!name.IsEmpty() && std::ranges::all_of(name.View(), &CanBeInFileName)) return true;
+    Cmn_Trace("\"%.200s\" cannot be the name of a log file.\n", name.c_str());
+    return false;
 }
 
 bool Exists(const Cmn_String& path) {
@@ -205,10 +181,7 @@ Cmn_String Cmn_Logging::CandidatePath(const Cmn_String& name, unsigned subRun,
 
 Cmn_String Cmn_Logging::FindNewLogFile(const Cmn_String& name, const Cmn_String& extension,
                                        const std::function<bool(const Cmn_String& path)>& accepts) const {
-    if (!CanBePartOfFileName(name)) {
-        Cmn_Trace("\"%.200s\" cannot be the name of a log file.\n", name.c_str());
-        return {};
-    }
+    if (!CanBePartOfFileName(name)) return {};
     Cmn_String oldest;
     uint64_t oldestTime = 0;
     bool allExist = true;
@@ -251,6 +224,7 @@ Cmn_String Cmn_Logging::GetFileNamePart(const Cmn_String& text) {
 Cmn_LogFile Cmn_Logging::CreateLogFile(const Cmn_String& name) const {
     // Under the lock, because asking whether a file is being written keeps its writer out for that moment, and because
     // a file is nobody's until it is open. A candidate is also taken by creating it: that holds without the lock.
+    if (!CanBePartOfFileName(name)) return {};
     const LogFolderLock folderLock;
     const Cmn_String path = FindNewLogFile(name, cLogFileExtension, [](const Cmn_String& candidate) {
         return Cmn_FS::CreateNewFile(candidate);

@@ -70,7 +70,6 @@ private:
 
     void ReadSettings();
     void DeleteFilesOfRun(uint64_t number) const;
-    bool ReadVerboseSwitch(const char* subsystem) const;
     Cmn_String CandidatePath(const Cmn_String& name, unsigned subRun, const Cmn_String& extension) const;
 
     uint64_t mRunNumber = 1;

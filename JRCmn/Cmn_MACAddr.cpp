@@ -1,6 +1,7 @@
 #include "JRCmn/Cmn_MACAddr.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <string_view>
 #include <type_traits>
 

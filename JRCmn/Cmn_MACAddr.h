@@ -11,7 +11,6 @@
 // Units:     bytes in the order of transmission: byte 0 is written first; bytes 0 to 2 are the OUI, the maker's number
 
 #include <cstdint>
-#include <cstring>
 #include <functional>
 
 #include "JRCmn/Cmn_Export.h"

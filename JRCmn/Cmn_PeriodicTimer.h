@@ -17,6 +17,7 @@ class NORVIK_API Cmn_PeriodicTimer : public Cmn_Timer {
 public:
     Cmn_PeriodicTimer(std::function<void()> callable, const Cmn_String& description);
 
+    // The first call comes after one period.
     void Start(unsigned long long ms);
     void Stop();
     bool IsStarted() const { return IsScheduled(); }

@@ -44,6 +44,7 @@ public:
     bool Read(const char* name, Cmn_String& outValue) const;
     bool Read(const char* name, uint32_t& outValue) const;
 
+    // A value is made when it is not there, and takes the new type when it had another; removing one that is not there is false.
     bool Write(const char* name, const Cmn_String& value);
     bool Write(const char* name, uint32_t value);
     bool Remove(const char* name);

@@ -12,8 +12,8 @@
 //            exists: otherwise the first ScheduleLater registers it, and must then come from the manager's thread.
 // Ownership: owns the jobs until they have run. A job may delete the object; the destructor drops those that wait.
 //            The object belongs to the manager that it is registered with, and ends before it: later jobs run nowhere.
-// Errors:    a job is dropped, with a report, when it is empty or there is no event manager yet. When a job throws, those behind
-//            it still run, before newer ones.
+// Errors:    a job is dropped, with a report, when it is empty or there is no event manager yet. When a job throws,
+//            those behind it still run, before newer ones.
 // Units:     none
 
 #include <functional>

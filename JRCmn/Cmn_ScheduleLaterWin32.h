@@ -1,7 +1,10 @@
 #pragma once
 
 // Cmn_ScheduleLaterWin32: what Cmn_ScheduleLater is made of: a queue of jobs with an event that an event manager waits
-// on. Programs use Cmn_ScheduleLater; see there.
+// on. Programs use Cmn_ScheduleLater; see there. A strategy of a program's own may be made of it:
+//
+//   const std::shared_ptr<Cmn_ScheduleLater_IF> queue = std::make_shared<Cmn_ScheduleLaterWin32>();   // on the loop's thread
+//   queue->ScheduleLater([] { Cmn_Trace("soon\n"); }, "Say soon");                                    // on any
 //
 // Threads:   ScheduleLater from any, everything else on the event manager's thread
 // Ownership: owns the jobs

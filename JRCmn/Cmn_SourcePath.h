@@ -4,6 +4,8 @@
 // Made at compile time from the compiler's own path, so that a failure report names the same place whatever machine
 // built the program.
 //
+//   Cmn_Assert::FailedVerify("the fan turns", CMN_SOURCE_FILE, __LINE__);
+//
 // Threads:   any
 // Ownership: the text is static, one for each file in a module, so that its pointer identifies the file
 // Errors:    none

@@ -17,8 +17,8 @@
 // Ownership: by std::shared_ptr. Owns its socket. What is under way keeps neither the client nor its socket alive, only the
 //            buffers: a client that its owner releases is gone, and its callbacks are not called any more. The io_service
 //            outlives the client. Both callbacks may close, connect, send, and release the client.
-// Errors:    every error closes the connection and calls the closed callback with false; the peer's end of the stream does it with
-//            true. Sends without a connection are dropped. A message that is too large, and a backlog of 1,000,000 bytes,
+// Errors:    every error closes the connection and calls the closed callback with false; the peer's end of the stream does it
+//            with true. Sends without a connection are dropped. A message that is too large, and a backlog of 1,000,000 bytes,
 //            are reported. What a message callback throws closes the connection and goes on to the io_service's run.
 // Units:     bytes; the maximum message size includes the 4 bytes of the length. Time-outs are the platform's: a connect, or a
 //            SyncSend to a peer that does not read, blocks as long as the platform lets it.
@@ -91,7 +91,8 @@ public:
     std::string GetLogMessagePrefix() const;
     // Small messages go out at once. The name is spelled so on purpose: programs call it. False: no connection, or traced.
     bool DisableNaggle();
-    // In milliseconds: how long the line may be idle before it is probed, and the time between probes.
+    // In milliseconds: how long the line may be idle before it is probed, and the time between probes. False, without a trace,
+    // when refused.
     bool EnableKeepAlive(unsigned int inTime, unsigned int inInterval);
 
 protected:
@@ -119,7 +120,7 @@ private:
     const uint64_t mMaxMessageSize;
     Buffer mReadBuffer;
     uint64_t mPendingSendDataSize = 0;
-    std::shared_ptr<NorvikLibInternal::FrameAssembler> mAssembler;  // mReceiveBufferHolder and its used size
+    std::shared_ptr<NorvikLibInternal::FrameAssembler> mAssembler;  // what was received of a frame
     const ConnectionClosedCallback mConnectionClosedCallback;
     const MessageReceivedCallback mMessageReceivedCallback;
     uint64_t mConnection = 0;  // which one it is; completions of an earlier one touch nothing

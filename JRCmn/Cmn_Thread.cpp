@@ -1,7 +1,5 @@
 #include "JRCmn/Cmn_Thread.h"
 
-#include <utility>
-
 #include "JRCmn/Cmn_Assert.h"
 #include "JRCmn/Cmn_CrashMonitor.h"
 #include "JRCmn/Internal/Cmn_Handle.h"
@@ -27,8 +25,6 @@ ThreadCalls& GetThreadCalls() {
 }  // namespace NorvikLibInternal
 
 namespace {
-
-constexpr DWORD kFailedCall = static_cast<DWORD>(-1);  // of ResumeThread
 
 // All that a running thread knows: it never looks at its Cmn_Thread, which may be gone.
 struct ThreadRun {

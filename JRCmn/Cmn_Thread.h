@@ -94,13 +94,15 @@ public:
     // Does nothing: the operating system is given no names.
     static void SetName(unsigned int threadID, const char* name);
 
+    // The calling thread sleeps.
     static void Snooze(unsigned int ms);
     static unsigned int GetCurrentThreadID();
     static unsigned int GetInvalidThreadID() { return 0; }
 
     // Real-time levels (16 and above) go through the platform's native interface. False, traced, when refused.
     static bool SetThreadPriority(Cmn_ThreadPriority priority, void* thread);
-    // The base priority as the native interface tells it, relative to that of the process: 0 for level 8. -1, traced or reported, when it cannot.
+    // The base priority as the native interface tells it, relative to that of the process: 0 for level 8. -1, traced or
+    // reported, when it cannot.
     static int GetThreadPriority(void* thread);
 
     // Traces the stack of a thread of this process, which is suspended while up to 256 KB of its stack are copied: 0.1 ms, or
@@ -147,6 +149,7 @@ public:
 // The platform gives the ID of a thread that has ended to another one, which then counts as known.
 class NORVIK_API Cmn_SingleThreadingChecker {
 public:
+    // `what` is named in the report.
     void Check(const char* what);
     void Reset();
 

@@ -11,8 +11,6 @@ using namespace NorvikLibInternal;
 
 namespace {
 
-constexpr DWORD kFailedCall = static_cast<DWORD>(-1);  // of SuspendThread and ResumeThread
-
 IPC_Benaphore& CaptureLock() {
     static IPC_Benaphore& lock = *new IPC_Benaphore;
     return lock;

@@ -7,7 +7,6 @@
 #include "JRCmn/Cmn_AutoTestTrace.h"
 #include "JRCmn/Cmn_DefaultLog.h"
 #include "JRCmn/Cmn_Logging.h"
-#include "JRCmn/Cmn_Registry.h"
 #include "JRCmn/Cmn_Time.h"
 #include "JRCmn/Internal/Cmn_FailureReport.h"
 #include "JRCmn/Internal/Cmn_Format.h"
@@ -76,10 +75,10 @@ void Report(const char* word, bool noTerminal, const Message& message) {
     if (IsInSender().Get() != 0) return;  // what fails in a sender is not for the sender
     if (const auto sender = Cmn_AutoTestTrace::GetCurrentStrategy()) {
         IsInSender().Set(1);
-        Cmn_String text;
-        text.Printf("%s | %s|%s", word, time.c_str(),
-                    message.text);  // no blank before the message, on purpose
         try {
+            Cmn_String text;
+            text.Printf("%s | %s|%s", word, time.c_str(),
+                        message.text);  // no blank before the message, on purpose
             sender->Send(text);
         } catch (...) {
             Cmn_Trace("The automation's sender has thrown an exception.\n");

@@ -12,9 +12,6 @@
 // Errors:    nothing is returned or thrown. A text that does not fit is cut, with a notice in its place.
 // Units:     formats are those of the Microsoft run-time (%I64u); traces end in "\n", reports and warnings need not
 
-#include <compare>
-#include <cstdarg>
-
 #include "JRCmn/Cmn_Export.h"
 #include "JRCmn/Cmn_SourcePath.h"
 
@@ -50,6 +47,7 @@ class NORVIK_API Cmn_LocationFilteredWarning {
 public:
     Cmn_LocationFilteredWarning(const char* file, int line) : mFile(file), mLine(line) {}
 
+    // Writes a warning, as Cmn_Warning, or counts it only.
     void Warn(const char* format, ...) const NORVIK_PRINTF(2, 3);
 
     // By file, then line. The file text is compared by identity: it is a literal.
@@ -68,6 +66,7 @@ class NORVIK_API Cmn_LocationAndMessageFilteredWarning {
 public:
     Cmn_LocationAndMessageFilteredWarning(const char* file, int line) : mFile(file), mLine(line) {}
 
+    // What counts is the formatted text: with another value in it, it is another message.
     void Warn(const char* format, ...) const NORVIK_PRINTF(2, 3);
 
     friend bool operator<(const Cmn_LocationAndMessageFilteredWarning& a,

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstring>
-#include <type_traits>
 #include <vector>
 
 #include "JRCmn/Cmn_Assert.h"

@@ -102,7 +102,7 @@ public:
     Cmn_String GetBoardInfo(tBoardInfoStringID id) const;
     unsigned int GetBoardInfo(tBoardInfoValueID id) const;
 
-    // ---- Backlight.
+    // ---- Backlight. Levels go to the library as they are.
     bool IsBacklightEnabled(tBackLightID id) const;
     void SetBacklightEnable(bool enable, tBackLightID id) const;
     unsigned int GetBacklightBrightness(tBackLightID id) const;
@@ -115,7 +115,7 @@ public:
     void PetWatchDog() const;
     void StopWatchDog() const;
 
-    // ---- GPIO.
+    // ---- GPIO. A direction that the library does not tell is input, a level low.
     tGPIODirection GetGPIODirection(tGPIOPhysicalID id);
     tGPIOLevel GetGPIOLevel(tGPIOPhysicalID id);
     void SetGPIOLevel(tGPIOPhysicalID id, tGPIOLevel level) const;
@@ -132,7 +132,7 @@ public:
     tFanStepLevelID GetFanStepLevel();
     void SetFanTripLevel(tFanStepLevelID level, unsigned char firstTemp, unsigned char secondTemp) const;
 
-    // ---- Processors.
+    // ---- Processors. Their numbers and ratios go to the library as they are.
     unsigned int GetCPUNumber() const;
     void GetCPURatioCapabilities(unsigned int cpu, unsigned int& outMin, unsigned int& outMax) const;
     unsigned int GetCPURatio(unsigned int cpu) const;

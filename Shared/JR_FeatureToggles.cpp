@@ -10,6 +10,7 @@
 #include "JRCmn/Internal/Cmn_Handle.h"
 #include "JRCmn/Internal/Cmn_LastError.h"
 #include "Shared/Internal/JR_FeatureFile.h"
+#include "Shared/Internal/JR_FeatureFileTurn.h"
 #include "Shared/Internal/JR_FeatureTable.h"
 
 using namespace NorvikLibInternal;
@@ -32,26 +33,6 @@ const JR_FeatureToggleManager* Checked(const JR_FeatureToggleManager* mgr) {
 const char* Digit(bool value) {
     return value ? "1" : "0";
 }
-
-// One program at a time saves, or one that is killed could leave its half file to another one's move.
-class SaveTurn {
-public:
-    SaveTurn() : mMutex(::CreateMutexA(nullptr, FALSE, "NorvikLib ft.dat")) {
-        const DWORD result = mMutex ? ::WaitForSingleObject(mMutex.Get(), kLongestSave) : WAIT_FAILED;
-        mIsOwned = result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
-    }
-    ~SaveTurn() {
-        if (mIsOwned) ::ReleaseMutex(mMutex.Get());
-    }
-    SaveTurn(const SaveTurn&) = delete;
-    SaveTurn& operator=(const SaveTurn&) = delete;
-
-private:
-    static constexpr DWORD kLongestSave = 5'000;  // ms; after that the exclusive opening has to do
-
-    const KernelHandle mMutex;
-    bool mIsOwned = false;
-};
 
 // On the disk when it returns, so that a power cut after the file has taken its place cannot empty it.
 bool WriteWhole(HANDLE file, const std::string& text) {
@@ -155,7 +136,7 @@ bool JR_FeatureToggleManager::SaveNonDefaultFeaturesToFile(const std::string& pa
     for (int i = 0; i < Feature::Count; ++i) {
         if (IsNonDefault(i)) text += FeatureName(i) + ":" + Digit(!IsFeatureOnByDefault(i)) + "\n";
     }
-    const SaveTurn turn;
+    const FeatureFileTurn turn;  // without it the exclusive opening has to do
     // Written beside its place first. The name is always the same, so that programs that were killed leave one such file
     // at most.
     const std::string temporary = path + ".new";

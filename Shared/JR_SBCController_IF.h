@@ -8,7 +8,7 @@
 //
 // Threads:   one at a time, unless the controller says more
 // Ownership: whoever created a controller deletes it, through this interface
-// Errors:    what a board cannot measure reads cInvalidTemperature; nothing throws
+// Errors:    what a board cannot measure reads cInvalidTemperature, unless the controller says otherwise
 // Units:     whole degrees Celsius; brightness as the user gives it in percent, levels as the board takes them
 
 #include <cstdint>

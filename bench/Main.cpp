@@ -1,7 +1,9 @@
 // Runs the subjects of one kind ("free" or "pinned") and prints one table: subject, ours, peer, limit, ratio.
-// The ratio is the median of the ratios of single rounds, in each of which both ways ran.
+// The ratio is the median of the ratios of single rounds, in each of which both ways ran. The code is 1 when a limit is missed
+// or a subject could not be measured.
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <map>
 #include <string>
@@ -35,17 +37,17 @@ public:
     void ReportRuns(const std::vector<::benchmark::BenchmarkReporter::Run>& runs) override {
         for (const auto& run : runs) {
             if (run.run_type != ::benchmark::BenchmarkReporter::Run::RT_Iteration) continue;
-            if (run.error_occurred)
-                std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(),
-                             run.error_message.c_str());
+            if (run.error_occurred) mErrors[run.run_name.function_name] = run.error_message;
             auto& rounds = mTimes[run.run_name.function_name];
             if (rounds.empty()) rounds.resize(kRounds);
             rounds[static_cast<size_t>(run.repetition_index)] = run.GetAdjustedRealTime();
         }
     }
     const std::vector<double>& Times(const std::string& name) { return mTimes[name]; }
+    const std::string& Error(const std::string& name) { return mErrors[name]; }
 
 private:
+    std::map<std::string, std::string> mErrors;
     std::map<std::string, std::vector<double>> mTimes;
 };
 
@@ -107,15 +109,22 @@ int main(int count, char** arguments) {
     benchmark::RunSpecifiedBenchmarks(&collector);
 
     std::printf("%-58s %11s %11s %7s %7s  %s\n", arguments[1], "ours", "peer", "limit", "ratio", "peer is");
-    int missed = 0;
+    int missed = 0, errors = 0;
     for (const Entry& entry : Entries()) {
         const auto& ours = collector.Times(entry.name + " [ours]");
         const auto& peers = collector.Times(entry.name + " [peer]");
-        if (ours.empty() || peers.empty()) continue;
+        if (ours.empty() && peers.empty()) continue;  // not asked for
         std::vector<double> ratios;
-        for (size_t i = 0; i < ours.size(); ++i)
+        for (size_t i = 0; i < std::min(ours.size(), peers.size()); ++i)
             ratios.push_back(ours[i] / peers[i]);
         const double ratio = Median(ratios);
+        std::string error = collector.Error(entry.name + " [ours]") + collector.Error(entry.name + " [peer]");
+        if (error.empty() && !(std::isfinite(ratio) && ratio > 0)) error = "gave no time";
+        if (!error.empty()) {
+            ++errors;
+            std::printf("%-58s ERROR: %s\n", entry.name.c_str(), error.c_str());
+            continue;
+        }
         const bool isMissed = entry.limit != 0 && ratio > entry.limit;
         missed += isMissed;
         char limit[16] = "-";
@@ -124,5 +133,6 @@ int main(int count, char** arguments) {
                     Time(Median(peers)).c_str(), limit, ratio, isMissed ? "!" : " ", entry.peer.c_str());
     }
     if (missed != 0) std::printf("%d above the limit (marked !)\n", missed);
-    return 0;
+    if (errors != 0) std::printf("%d could not be measured (marked ERROR)\n", errors);
+    return missed + errors == 0 ? 0 : 1;
 }

@@ -20,7 +20,8 @@ install(FILES "${CMAKE_BINARY_DIR}/NorvikLibConfig.cmake" "${CMAKE_BINARY_DIR}/N
         DESTINATION "${package_folder}")
 
 # using.md is where a reader of the installed tree begins.
-install(DIRECTORY docs/ TYPE DOC FILES_MATCHING PATTERN "*.md")
+install(DIRECTORY docs/ TYPE DOC FILES_MATCHING PATTERN "*.md" PATTERN reference EXCLUDE)
+install(DIRECTORY examples TYPE DOC FILES_MATCHING PATTERN "*.cpp")
 if(MINGW)
     # Terms of the run-time DLLs, as Debian has them.
     foreach(package gcc-mingw-w64-x86-64-posix-runtime mingw-w64-x86-64-dev)

@@ -8,7 +8,8 @@ build=$1
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
 
-rules=$(cat .clang-tidy cmake/run-clang-tidy.sh $(git ls-files -co --exclude-standard -- '*.h') | sha256sum | cut -c1-16)
+headers=$(git ls-files -co --exclude-standard -- '*.h')
+rules=$(cat .clang-tidy cmake/run-clang-tidy.sh $headers | sha256sum | cut -c1-16)
 passed=$build/tidy-$rules
 mkdir -p "$passed"
 

@@ -5,9 +5,10 @@
 //
 // FOLDER is where dnssd.dll lies, when it is neither the system's nor beside this program.
 
-#include "JRCmn/Internal/Cmn_Windows.h"
+#include <boost/asio.hpp>  // before <windows.h>, as Boost wants it
 
-#include <boost/asio.hpp>
+#include <windows.h>
+
 #include <cstdio>
 #include <memory>
 #include <string>

@@ -1,6 +1,7 @@
 #include "JRCmn/Internal/Cmn_AdapterCalls.h"
 
 #include "IPC/IPC_Event.h"
+#include "JRCmn/Cmn_String.h"
 #include "JRCmn/Internal/Cmn_DynamicLibrary.h"
 #include "JRCmn/Internal/Cmn_Windows.h"
 
@@ -19,19 +20,12 @@ constexpr int kTries = 4;
 constexpr ULONG kFirstSize = 16 * 1024;
 constexpr DWORD kCancelLimit = 1'000;
 
-std::string ToANSI(const wchar_t* text) {
-    const int size = ::WideCharToMultiByte(CP_ACP, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    if (size <= 1) return {};
-    std::string result(static_cast<size_t>(size), '\0');
-    ::WideCharToMultiByte(CP_ACP, 0, text, -1, result.data(), size, nullptr, nullptr);
-    result.pop_back();  // the terminator
-    return result;
-}
-
 Adapter ToAdapter(const IP_ADAPTER_ADDRESSES& entry) {
     Adapter adapter;
     if (entry.AdapterName) adapter.guid = entry.AdapterName;
-    if (entry.FriendlyName) adapter.friendlyName = ToANSI(entry.FriendlyName);
+    Cmn_String friendlyName;
+    if (entry.FriendlyName) friendlyName.FromUTF16(entry.FriendlyName, -1);
+    adapter.friendlyName = friendlyName.c_str();
     adapter.index = entry.IfIndex;
     adapter.isUp = entry.OperStatus == IfOperStatusUp;
     adapter.isLoopback = entry.IfType == IF_TYPE_SOFTWARE_LOOPBACK;

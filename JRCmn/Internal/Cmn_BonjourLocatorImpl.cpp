@@ -222,9 +222,9 @@ void Cmn_BonjourLocatorImpl::RemoveService(const Cmn_BonjourService& service) {
     Tell(&Cmn_BonjourLocatorObserver::OnRemoved, service);
 }
 
-void Cmn_BonjourLocatorImpl::CompareTxtRecord(Details& details, const TxtRecord& mTXTRecord) {
-    if (mTXTRecord == details.service.mTxtRecord) return;
-    details.service.mTxtRecord = mTXTRecord;
+void Cmn_BonjourLocatorImpl::CompareTxtRecord(Details& details, const TxtRecord& txtRecord) {
+    if (txtRecord == details.service.mTxtRecord) return;
+    details.service.mTxtRecord = txtRecord;
     Cmn_Trace("NorvikLib.Bonjour: %s: TXT Record changed.\n", details.service.mName.c_str());
     Tell(&Cmn_BonjourLocatorObserver::OnTxtChanged, details.service);
 }

@@ -1,20 +1,18 @@
 #pragma once
 
-// Functions of DLLs that are not imported. DynamicFunction loads its DLL when it is first needed: for what a
-// static import would make every program pay for at its start (user32, dbghelp, winmm, psapi), and for what a
-// machine may not have.
+// Functions of the platform's DLLs that are not imported. DynamicFunction loads its DLL when it is first needed: for what a
+// static import would make every program pay for at its start (user32, dbghelp, winmm, psapi), and for what a machine may
+// not have.
 //
 //   DynamicFunction<decltype(&::GetGuiResources)> gGetGuiResources("user32.dll", "GetGuiResources");
 //   ...
 //   if (gGetGuiResources) count = gGetGuiResources(::GetCurrentProcess(), GR_GDIOBJECTS);
-//   const auto find = FindFunction<unsigned(__cdecl*)()>(library, "EntryPoint");  // in a DLL that is loaded
-//   already
+//   const auto find = FindFunction<unsigned(__cdecl*)()>(library, "EntryPoint");  // in a DLL that is loaded already
 //
 // Threads:   any; constant-initialised, so it may be used before and after all constructors of globals
 // Ownership: a DLL that was loaded stays loaded for the life of the process. The names are literals.
-// Errors:    false when DLL or function is missing, asked once and remembered; calling it then is not
-// allowed. The
-//            thread's last error is kept.
+// Errors:    false when DLL or function is missing, asked once and remembered; calling it then is not allowed.
+//            The thread's last error is kept.
 // Units:     none
 
 #include <atomic>
@@ -32,12 +30,8 @@ Function FindFunction(HMODULE library, const char* name) {
 template <typename Function>
 class DynamicFunction {
 public:
-    // `searchFlags` are those of LoadLibraryEx. A DLL of the platform is taken from the system folder only,
-    // so that none of its name in the current folder gets in; 0 is the platform's usual search, for other
-    // DLLs.
-    constexpr DynamicFunction(const char* library, const char* function,
-                              DWORD searchFlags = LOAD_LIBRARY_SEARCH_SYSTEM32)
-        : mLibrary(library), mName(function), mSearchFlags(searchFlags) {}
+    constexpr DynamicFunction(const char* library, const char* function)
+        : mLibrary(library), mName(function) {}
     DynamicFunction(const DynamicFunction&) = delete;
     DynamicFunction& operator=(const DynamicFunction&) = delete;
 
@@ -58,7 +52,8 @@ private:
     // Two threads that come first at the same time both find the same function.
     void Bind() {
         const DWORD lastError = ::GetLastError();
-        const HMODULE library = ::LoadLibraryExA(mLibrary, nullptr, mSearchFlags);
+        // From the system folder only, so that none of its name in the current folder gets in.
+        const HMODULE library = ::LoadLibraryExA(mLibrary, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
         mFunction.store(library ? FindFunction<Function>(library, mName) : nullptr,
                         std::memory_order_relaxed);
         mBound.store(true, std::memory_order_release);
@@ -67,7 +62,6 @@ private:
 
     const char* const mLibrary;
     const char* const mName;
-    const DWORD mSearchFlags;
     std::atomic<Function> mFunction{nullptr};
     std::atomic<bool> mBound{false};
 };

@@ -30,7 +30,6 @@ public:
     RateDecision Occur(uint64_t now) {
         if (mCount != UINT32_MAX) ++mCount;
         const bool report = MustReport(now);
-        mLastSeen = now;
         if (report) {
             mLastReport = now;
             mCountAtLastReport = mCount;
@@ -53,7 +52,6 @@ private:
         return mCount - mCountAtLastReport >= step;
     }
 
-    uint64_t mLastSeen = 0;
     uint64_t mLastReport = 0;
     uint32_t mCount = 0;
     uint32_t mCountAtLastReport = 0;

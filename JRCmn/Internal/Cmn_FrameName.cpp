@@ -101,7 +101,11 @@ HANDLE SymbolSession() {
     if (char* const slash = std::strrchr(folder, '\\')) *slash = 0;
     calls.setOptions(SYMOPT_DEFERRED_LOADS | SYMOPT_LOAD_LINES | SYMOPT_UNDNAME |
                      SYMOPT_FAIL_CRITICAL_ERRORS | SYMOPT_NO_PROMPTS);
-    if (calls.initialize(process, folder, FALSE)) session = process;
+    if (calls.initialize(process, folder, FALSE)) {
+        session = process;
+    } else {
+        ::CloseHandle(process);  // by hand: a fault in between would skip a destructor
+    }
     return session;
 }
 
@@ -198,8 +202,7 @@ struct SymbolQuery {
     unsigned line;
 };
 
-// Runs under the guard, so nothing in it waits for a destructor. The path is the library's memory: copied
-// here.
+// Runs under the guard, so nothing in it waits for a destructor. The path is the library's memory: copied here.
 void ReadSymbols(void* argument) {
     SymbolQuery& query = *static_cast<SymbolQuery*>(argument);
     Module& module = *query.module;

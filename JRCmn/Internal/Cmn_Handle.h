@@ -60,12 +60,4 @@ struct FindHandleTraits : KernelHandleTraits {
 };
 using FindHandle = Handle<FindHandleTraits>;
 
-struct RegistryHandleTraits {
-    using Type = HKEY;
-    static bool IsEmpty(HKEY key) { return key == nullptr; }
-    static HKEY Empty() { return nullptr; }
-    static void Close(HKEY key) { ::RegCloseKey(key); }
-};
-using RegistryHandle = Handle<RegistryHandleTraits>;
-
 }  // namespace NorvikLibInternal

@@ -206,8 +206,7 @@ StackFrames WalkOwnStack(const void* returnAddress, int skip) {
     CONTEXT context;
     ::RtlCaptureContext(&context);
     StackFrames frames = WalkStack(context, 0);
-    // Whatever the compiler made of the functions in between, the return address tells them from the
-    // caller's.
+    // Whatever the compiler made of the functions in between, the return address tells them from the caller's.
     const uint64_t first = reinterpret_cast<uint64_t>(returnAddress) - 1;
     const auto end = frames.addresses + frames.count;
     const auto found = std::find(frames.addresses, end, first);

@@ -10,7 +10,6 @@
 
 #include <bit>
 #include <cstddef>
-#include <cstdint>
 #include <string_view>
 
 #if defined(__SSE2__) || defined(_M_X64)

@@ -16,6 +16,8 @@ namespace NorvikLibInternal {
 // Cmn_Thread's checks stand in several sources, and are all reported from this one.
 inline constexpr char kThreadSource[] = "JRCmn\\Cmn_Thread.cpp";
 
+inline constexpr DWORD kFailedCall = static_cast<DWORD>(-1);  // of SuspendThread and ResumeThread
+
 template <typename Function>
 Function FindNative(const char* name) {
     const HMODULE library = ::GetModuleHandleA("ntdll.dll");

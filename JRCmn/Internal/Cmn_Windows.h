@@ -1,6 +1,6 @@
 #pragma once
 
-// The one gate through which <windows.h> comes in: lean, without min/max, Winsock 2 before it. Only sources include it.
+// The one gate through which <windows.h> comes in: lean, without min/max, then Winsock 2. Not for public headers.
 
 #ifndef WIN32_LEAN_AND_MEAN
 #define WIN32_LEAN_AND_MEAN
@@ -9,7 +9,7 @@
 #define NOMINMAX
 #endif
 
-// clang-format off: the order is Winsock's.
+// clang-format off: winsock2.h comes after the lean windows.h.
 #include <windows.h>
 #include <winsock2.h>
 // clang-format on

@@ -1,6 +1,5 @@
 #include "Shared/Internal/JR_DisplayPlan.h"
 
-#include <algorithm>
 #include <charconv>
 #include <set>
 #include <utility>

@@ -14,9 +14,7 @@
 
 #include <atomic>
 #include <concepts>
-#include <cstddef>
 #include <cstdint>
-#include <iterator>
 
 #include "JRCmn/Cmn_Export.h"
 

@@ -17,7 +17,6 @@
 #include <sstream>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace NorvikLibInternal {
 

@@ -1,5 +1,6 @@
 // Cgos.dll for machines without the board: what the board controller uses of it, answered by a text file
-// (standins/common/BoardFile.h). A function that the file does not name answers "none" or fails.
+// (standins/common/BoardFile.h). A function that the file does not name answers "none" or
+// fails; opening, closing and setting succeed.
 
 #include "Shared/Internal/JR_Cgos.h"
 #include "standins/common/BoardFile.h"

@@ -20,7 +20,6 @@
 #include <initializer_list>
 #include <optional>
 #include <string>
-#include <vector>
 
 // What the file says to a call.
 struct BoardAnswer {
@@ -37,7 +36,7 @@ std::optional<BoardAnswer> FindBoardAnswer(const std::string& function, std::opt
 // What a program has set is kept over the file's line for as long as the stand-in is loaded.
 void KeepBoardAnswer(const std::string& function, uint32_t id, uint32_t value);
 
-// Notes a call: "EApiWDogStart 0 1000 2000".
+// Notes a call: "EApiWDogStart 0x0 0x3E8 0x7D0".
 void NoteBoardCall(const std::string& function, std::initializer_list<uint32_t> arguments = {});
 
 // Exported by the stand-ins: the calls since the last time, each on a line. Good until the next one.

@@ -37,7 +37,9 @@ public:
 
     void Queue(const std::string& bytes) {
         mQueue += bytes;
-        if (mQueue.size() > kMaxQueued) return Close();
+        // Not at once: the registry may be going over its operations.
+        if (mQueue.size() > kMaxQueued)
+            return boost::asio::post(mDaemon.mContext, [self = shared_from_this()] { self->Close(); });
         if (!mIsWriting && !mIsHeld) Write();
     }
     void Answer(int32_t error, uint64_t operation = 0, const std::string& text = {}) {
@@ -210,8 +212,10 @@ void Daemon::HandleControl(const std::shared_ptr<Session>& session, const std::s
         return session->ExitWhenSent();
     }
     if (command == "halves" && words.size() == 2) {
-        mPause = std::chrono::milliseconds(Number(words[1], 0, INT16_MAX).value_or(0));
-        return session->Answer(0);
+        if (const std::optional<int32_t> pause = Number(words[1], 0, INT16_MAX)) {
+            mPause = std::chrono::milliseconds(*pause);
+            return session->Answer(0);
+        }
     }
     if (command == "drop" && words.size() == 1) {
         DropOperations();

@@ -9,7 +9,6 @@
 // Errors:    an answer that is not ok says what the command takes; nothing was changed
 // Units:     names as in a full name (escaped, without blanks), bytes in hexadecimal digits
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,7 +23,7 @@ struct ScriptAnswer {
     std::string text;
 };
 
-// Without what concerns connections: drop, exit, await.
+// Without what concerns connections: drop, exit, halves, await.
 ScriptAnswer RunScript(Registry& registry, std::string_view line);
 
 // For those, too.

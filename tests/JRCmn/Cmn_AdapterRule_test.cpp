@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
 using namespace NorvikLibInternal;
 
 constexpr uint32_t kNone = 0xFFFFFFFF, kSelfAssigned = 0x0201FEA9, kLocal = 0x0100007F;
@@ -17,10 +15,7 @@ const std::vector<Adapter> kAdapters = {
 };
 
 TEST(AdapterRule, TakesTheAdapterOfTheSettingOrTheFirstThatLeadsOut) {
-    const struct {
-        const char* setting;
-        AdapterChoice expected;
-    } cases[] = {
+    const std::pair<const char*, AdapterChoice> cases[] = {
         {"", {0x0200000A, 4}},       {"any", {0, 0}},
         {"Loopback", {kLocal, 1}},   {"ethernet 2", {0x0200000A, 4}},
         {"{dd-4}", {0x0200000A, 4}}, {"EE-5", {kSelfAssigned, 5}},
@@ -34,5 +29,3 @@ TEST(AdapterRule, TakesTheAdapterOfTheSettingOrTheFirstThatLeadsOut) {
     EXPECT_EQ(ChooseAdapter({}, "loopback"), (AdapterChoice{kLocal, 0}));
     EXPECT_EQ(ChooseAdapter({{}}, "{}"), AdapterChoice());
 }
-
-}  // namespace

@@ -4,8 +4,6 @@
 #include "JRCmn/Cmn_IPv4Address.h"
 #include "JRCmn/Cmn_MACAddr.h"
 
-namespace {
-
 TEST(Cmn_IPv4Address, TakesTextAsThePlatformsHaveAlwaysDone) {
     const std::pair<const char*, const char*> accepted[] = {
         {"127.0.0.1", "127.0.0.1"}, {"1.2.3", "1.2.0.3"},           {"1.2", "1.0.0.2"},
@@ -31,7 +29,7 @@ TEST(Cmn_IPv4Address, IsOrderedByItsWordAndNotByItsText) {
     EXPECT_STREQ(Cmn_EndpointInfo({}, 65535).GetAsString(), "255.255.255.255:65535");
 }
 
-Cmn_MACAddr FromText(std::string_view text) {
+static Cmn_MACAddr FromText(std::string_view text) {
     return Cmn_MACAddr::GetFromString(Cmn_String(text));
 }
 
@@ -39,13 +37,6 @@ TEST(Cmn_MACAddr, TakesPairsOfDigitsWithAnythingBetween) {
     EXPECT_EQ(FromText("00-1B-2F-AA-BB-CC"), FromText("00:1b:2f:aa:bb:cc"));
     for (const char* const text : {"", "001B2FAABBCC", "00:1b:2f:aa:bb:c", "00:1b:2f:aa:bb:ccc"})
         EXPECT_FALSE(FromText(text).IsValid()) << text;
-    // Every pair there is, NULs too, against the run-time's reading.
-    for (unsigned pair = 0; pair < 65'536; ++pair) {
-        const char two[] = {static_cast<char>(pair), static_cast<char>(pair >> 8), '\0'};
-        ASSERT_EQ(FromText(std::string(15, '0') + std::string(two, 2)).GetAsByteArray()[5],
-                  static_cast<unsigned char>(std::strtoul(two, nullptr, 16)))
-            << pair;
-    }
 }
 
 TEST(Cmn_MACAddr, MapsToNumbersAndGUIDs) {
@@ -60,8 +51,8 @@ TEST(Cmn_MACAddr, MapsToNumbersAndGUIDs) {
         EXPECT_EQ(Cmn_MACAddr::GetFromAVBGUID(guid), address);
     }
     EXPECT_TRUE(address.IsMulticast() && address.IsLocallyAdministered());
-    EXPECT_FALSE(FromText("fc:00:00:00:00:00").IsMulticast() ||
-                 FromText("fd:00:00:00:00:00").IsLocallyAdministered());
+    EXPECT_FALSE(FromText("fc:00:00:00:00:00").IsMulticast());
+    EXPECT_FALSE(FromText("fd:00:00:00:00:00").IsLocallyAdministered());
     EXPECT_EQ(FromText("aa:bb:cc:dd:ff:ff") + 1, FromText("aa:bb:cc:dd:00:00"));
     EXPECT_EQ(FromText("aa:bb:cc:dd:01:f0") + 255, FromText("aa:bb:cc:dd:02:ef"));
     EXPECT_LT(FromText("ff:ff:ff:00:00:01"), FromText("00:00:00:00:00:02"));
@@ -76,5 +67,3 @@ TEST(Cmn_MACAddr, KnowsVendorsByTheirNumbers) {
         ++count[Cmn_MACAddr::GetFromUInt64(oui).GetVendor()];
     EXPECT_THAT(count, testing::ElementsAre((1 << 24) - 79, 1, 74, 1, 1, 1, 1));
 }
-
-}  // namespace

@@ -11,8 +11,7 @@
 #include "tests/support/FakeTestMode.h"
 #include "tests/support/TraceCapture.h"
 
-using testing::AllOf, testing::Contains, testing::ElementsAre, testing::EndsWith, testing::HasSubstr,
-    testing::IsEmpty, testing::IsSupersetOf, testing::StartsWith;
+using namespace testing;
 
 namespace {
 
@@ -137,14 +136,13 @@ TEST_F(Prompt, AsksWithTheWordsOfTheFailureUntilAlwaysIsAnswered) {
     EXPECT_FALSE(Cmn_Assert::Failure("fan 2", "f.cpp", 14));
     EXPECT_THAT(TakeTraces(), IsSupersetOf({"The user wants to continue...\n", "Auto continue...\n",
                                             "The user wants to always ignore this error...\n"}));
-    const auto asked = [](const std::string& failure, const std::string& go) {
-        return failure + "\n\nShould we try to continue?|Stop/" + go + "/Always " + go;
+    const auto asked = [](const std::string& kind, const std::string& what, const std::string& go) {
+        return kind + " in norvik_tests...|" + what + "\n\nShould we try to continue?|Stop/" + go +
+               "/Always " + go;
     };
-    const std::string verify =
-        asked("Failed Verify in norvik_tests...|'x > 0' failed in f.cpp(12)", "Continue");
-    EXPECT_THAT(sAsked,
-                ElementsAre(verify, asked("Assert in norvik_tests...|'y' failed in f.cpp(13)", "Throw"),
-                            verify, asked("Failure in norvik_tests...|'fan 1' in f.cpp(14)", "Continue")));
+    const std::string verify = asked("Failed Verify", "'x > 0' failed in f.cpp(12)", "Continue");
+    EXPECT_THAT(sAsked, ElementsAre(verify, asked("Assert", "'y' failed in f.cpp(13)", "Throw"), verify,
+                                    asked("Failure", "'fan 1' in f.cpp(14)", "Continue")));
 }
 
 TEST_F(Prompt, WithTheToggleADumpIsWrittenInsteadOfAQuestion) {

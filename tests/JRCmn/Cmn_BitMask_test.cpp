@@ -5,8 +5,6 @@
 #include <thread>
 #include <vector>
 
-namespace {
-
 TEST(Cmn_BitMask, ThreadsDoNotDisturbEachOthersBitsInOneByte) {
     Cmn_BitMask<11> mask;
     static_assert(mask.cArraySize == 2);
@@ -23,5 +21,3 @@ TEST(Cmn_BitMask, ThreadsDoNotDisturbEachOthersBitsInOneByte) {
     EXPECT_EQ(mask.GetByte(0), 0xFF);
     EXPECT_EQ(mask.GetByte(1), 0x07);
 }
-
-}  // namespace

@@ -10,23 +10,13 @@
 #include "tests/support/TempFolder.h"
 #include "tests/support/TraceCapture.h"
 
-namespace {
-
-using testing::AnyOf;
-using testing::Each;
-using testing::HasSubstr;
+using testing::AnyOf, testing::Each, testing::HasSubstr;
 using Instance = std::pair<std::string, uint32_t>;  // with its interface
 
 // Random scripts, with a model of what is to be known at the end. What has no name that fits is never known.
 TEST(BonjourHostile, TheListIsExactWhateverTheNetworkSays) {
-    const std::string names[] = {"Desk",
-                                 "%s%n%p",
-                                 "a.b\\c",
-                                 "\xC3(\xFF\n",
-                                 std::string(63, 'n'),
-                                 std::string(),
-                                 "\1\x7F",
-                                 std::string(1005, 'x')};
+    const std::string longest(63, 'n'), tooLong(1005, 'x');
+    const std::string names[] = {"Desk", "%s%n%p", "a.b\\c", "\xC3(\xFF\n", longest, "", "\1\x7F", tooLong};
     const std::string hosts[] = {"a.local.", "%n.local.", "\\000\\255.local."};
     const std::string records[] = {"00", "05613d31", "ffffff", "03613d3103613d32", "023d3d", "0000", "0461"};
     std::mt19937 random(5);
@@ -99,9 +89,8 @@ TEST(BonjourHostile, AnyOneEntryPointMayBeMissing) {
         {
             std::optional<Cmn_BonjourService> found;
             std::string error;
-            Cmn_BonjourLocator locator(
-                "_desk._tcp", ENetworkUser::eAny, [&](const Cmn_BonjourService& service) { found = service; },
-                {}, {}, net.manager);
+            const auto onAdded = [&](const Cmn_BonjourService& service) { found = service; };
+            Cmn_BonjourLocator locator("_desk._tcp", ENetworkUser::eAny, onAdded, {}, {}, net.manager);
             locator.SetErrorCallback([&](const Cmn_BonjourError& each) { error = each.ToString(); });
             locator.Start();
             EXPECT_TRUE(net.RunUntil([&] { return found || !error.empty(); }));
@@ -112,5 +101,3 @@ TEST(BonjourHostile, AnyOneEntryPointMayBeMissing) {
         ::FreeLibrary(library);
     }
 }
-
-}  // namespace

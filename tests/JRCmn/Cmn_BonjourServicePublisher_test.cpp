@@ -10,15 +10,12 @@
 #include "tests/support/Discovery.h"
 #include "tests/support/TraceCapture.h"
 
-namespace {
-
-using testing::ElementsAre;
-using testing::HasSubstr;
+using testing::ElementsAre, testing::HasSubstr;
 using Codes = std::vector<int>;
 
 constexpr unsigned kAny = Cmn_BonjourServicePublisher::kInterfaceIndexAny;
 
-TxtRecord Record(const std::string& value) {
+static TxtRecord Record(const std::string& value) {
     TxtRecord record;
     record.SetKey("a", value);
     return record;
@@ -62,8 +59,7 @@ TEST(BonjourServicePublisher, AServiceIsRegisteredUpdatedRestoredAndWithdrawn) {
     EXPECT_TRUE(publisher.SetTXTRecord(Record("4")).IsOK());
     net.daemon.Control("await register 1");
     EXPECT_THAT(net.daemon.Control("list"), HasSubstr(" 8000 03613d34 client"));
-    NorvikLibInternal::OverrideDnsSdLibrary(
-        ::GetModuleHandleA("dnssd"));  // what is known of the daemon is old
+    NorvikLibInternal::OverrideDnsSdLibrary(::GetModuleHandleA("dnssd"));  // what is known of it is old
     net.daemon.Hold(true);
     const ULONGLONG before = ::GetTickCount64();
     EXPECT_EQ(publisher.SetTXTRecord(Record("5")), -65563);
@@ -109,10 +105,8 @@ TEST(BonjourServicePublisher, WhatCannotBeRegisteredIsToldAndAnAbsentDaemonIsAwa
     // Without a callback, and with one that ends its publisher.
     Cmn_BonjourServicePublisher silent("_silent._tcp");
     EXPECT_TRUE(silent.Register("Desk", 8000, kAny, nullptr).IsOK());
-    EXPECT_TRUE(net.RunUntil([] {
-        return bool(
-            ReportedOnce("'callback && *callback' failed in JRCmn\\Cmn_BonjourServicePublisher.cpp(71)"));
-    }));
+    const std::string check = "'callback && *callback' failed in JRCmn\\Cmn_BonjourServicePublisher.cpp(71)";
+    EXPECT_TRUE(net.RunUntil([&] { return bool(ReportedOnce(check)); }));
     publisher->Unregister();
     EXPECT_TRUE(publisher->Register("Short", 1, kAny, [&](Cmn_BonjourError) { publisher.reset(); }).IsOK());
     EXPECT_TRUE(net.RunUntil([&] { return !publisher; }));
@@ -152,9 +146,8 @@ TEST(BonjourDNSResolver, AHostIsLookedUpOnceAndFailuresAreTold) {
     EXPECT_THAT(told, ElementsAre("255.255.255.255 -65563", "127.0.0.9 0"));
 
     // The function asks for the next host, and deletes its resolver.
-    resolver->Query("late.local.", kAny, [&](const Cmn_IPv4Address&, const Cmn_BonjourError&) {
-        resolver->Query("late.local.", kAny,
-                        [&](const Cmn_IPv4Address&, const Cmn_BonjourError&) { resolver.reset(); });
+    resolver->Query("late.local.", kAny, [&](auto&, auto&) {
+        resolver->Query("late.local.", kAny, [&](auto&, auto&) { resolver.reset(); });
     });
     EXPECT_TRUE(net.RunUntil([&] { return !resolver; }));
 
@@ -170,5 +163,3 @@ TEST(BonjourDNSResolver, AHostIsLookedUpOnceAndFailuresAreTold) {
     EXPECT_TRUE(ReportedOnce("'mEventManager' failed in JRCmn\\Cmn_BonjourDNSResolver.cpp("));
     nowhere.Query("desk.local.", kAny, callback);
 }
-
-}  // namespace

@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <regex>
+#include <tuple>
+
 #include "JRCmn/Internal/Cmn_DnsSdLibrary.h"
 #include "JRCmn/Internal/Cmn_Windows.h"
 #include "tests/support/DnsSdDaemon.h"
@@ -36,19 +39,12 @@ TxtRecord Record(const Pairs& pairs) {
     return record;
 }
 
-TxtRecord DecodeText(const std::string& bytes) {
-    return Decode(bytes.data(), static_cast<unsigned short>(bytes.size()));
-}
-
 // "89 valueSize...;" for each.
 std::string Checks() {
+    static const std::regex report(".*'(.*)' failed in JRCmn.Cmn_BonjourTXTRecordCodec.cpp\\((.*)\\).*\n");
     std::string checks;
-    for (const std::string& report : TakeReports()) {
-        const size_t from = report.find('\''),
-                     to = report.find("' failed in JRCmn\\Cmn_BonjourTXTRecordCodec.cpp(");
-        checks +=
-            report.substr(report.find(").") - 2, 2) + " " + report.substr(from + 1, to - from - 1) + ";";
-    }
+    for (const std::string& each : TakeReports())
+        checks += std::regex_replace(each, report, "$2 $1;");
     return checks;
 }
 
@@ -59,10 +55,7 @@ const std::string kNoEquals = "47 pos != std::string::npos;";
 const std::string kTwice = "56 !record.FindKey(key, dummy);";
 
 TEST_F(TXTRecordCodec, WhatDoesNotFitIsReportedAndLeftOut) {
-    const struct {
-        Pairs pairs;
-        std::string bytes, checks;
-    } cases[] = {
+    const std::tuple<Pairs, std::string, std::string> cases[] = {
         {{{"a", "1"}, {"b", ""}}, Item("a=1") + Item("b="), ""},
         {{{"k", V(252)}}, Item("k=" + V(252)), ""},
         // Within the format's limit, and refused by the published clients.
@@ -70,9 +63,9 @@ TEST_F(TXTRecordCodec, WhatDoesNotFitIsReportedAndLeftOut) {
         {{{"k", V(254)}, {"z", "1"}}, Item("z=1"), kTooLong},
         {{{"", "x"}, {"k=", "1"}, {"z", "="}}, Item("z=="), kRefused + kRefused},
     };
-    for (const auto& each : cases) {
-        EXPECT_EQ(Encode(Record(each.pairs)), each.bytes);
-        EXPECT_EQ(Checks(), each.checks);
+    for (const auto& [pairs, bytes, checks] : cases) {
+        EXPECT_EQ(Encode(Record(pairs)), bytes);
+        EXPECT_EQ(Checks(), checks) << bytes;
     }
     TxtRecord large;
     for (int i = 100; i < 358; ++i)
@@ -86,20 +79,17 @@ TEST_F(TXTRecordCodec, WhatDoesNotFitIsReportedAndLeftOut) {
 
 TEST_F(TXTRecordCodec, WhatIsNoItemIsReportedAndSkipped) {
     const std::string binary("\0=\xFF", 3);
-    const struct {
-        std::string bytes;
-        Pairs pairs;
-        std::string checks;
-    } cases[] = {
+    const std::tuple<std::string, Pairs, std::string> cases[] = {
         {Item("a=1") + Item("a=2"), {{"a", "1"}}, kTwice},
         {Item("flag") + Item("b="), {{"b", ""}}, kNoEquals},
         {Item("") + Item("=v"), {{"", "v"}}, kNoEquals},
         {Item("a=1") + "\x05" + "b=2", {{"a", "1"}}, kCut},
         {Item("a=" + binary), {{"a", binary}}, ""},
     };
-    for (const auto& each : cases) {
-        EXPECT_EQ(DecodeText(each.bytes), Record(each.pairs)) << each.bytes;
-        EXPECT_EQ(Checks(), each.checks);
+    for (const auto& [bytes, pairs, checks] : cases) {
+        const auto size = static_cast<unsigned short>(bytes.size());
+        EXPECT_EQ(Decode(bytes.data(), size), Record(pairs)) << bytes;
+        EXPECT_EQ(Checks(), checks) << bytes;
     }
     EXPECT_EQ(Decode(nullptr, 5), TxtRecord());
 }

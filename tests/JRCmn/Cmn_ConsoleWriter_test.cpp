@@ -5,28 +5,21 @@
 #include <string>
 #include <utility>
 
-namespace {
-
-using NorvikLibInternal::ConsoleCalls;
-using NorvikLibInternal::ConsoleWriter;
+using NorvikLibInternal::ConsoleCalls, NorvikLibInternal::ConsoleWriter;
 
 // Standard output as the test wants it: `current` is what a fetch answers, `working` the one that takes text.
-HANDLE gCurrent, gWorking;
-int gFetches, gWrites;
-std::string gText;
+static HANDLE gCurrent, gWorking;
+static int gFetches, gWrites;
+static std::string gText;
 
-const ConsoleCalls kCalls = {[] {
-                                 ++gFetches;
-                                 return gCurrent;
-                             },
-                             [](HANDLE console, const char* text, std::size_t size) {
-                                 ++gWrites;
-                                 if (console != gWorking) return false;
-                                 gText.append(text, size);
-                                 return true;
-                             }};
+static const ConsoleCalls kCalls = {[] { return ++gFetches, gCurrent; },
+                                    [](HANDLE console, const char* text, std::size_t size) {
+                                        ++gWrites;
+                                        if (console == gWorking) gText.append(text, size);
+                                        return console == gWorking;
+                                    }};
 
-HANDLE Number(intptr_t number) {
+static HANDLE Number(intptr_t number) {
     return reinterpret_cast<HANDLE>(number);
 }
 
@@ -40,9 +33,8 @@ TEST(ConsoleWriter, FollowsStandardOutputAndTriesWhatIsNoConsoleOnlyOnce) {
             writer.Write(text, 1);
         return std::pair(gFetches, gWrites);
     };
-    EXPECT_EQ(write("a", Number(8), Number(8)), std::pair(1, 3));  // fetched once and kept
-    EXPECT_EQ(write("b", Number(12), Number(12)),
-              std::pair(1, 4));  // the line that failed is written once more
+    EXPECT_EQ(write("a", Number(8), Number(8)), std::pair(1, 3));    // fetched once and kept
+    EXPECT_EQ(write("b", Number(12), Number(12)), std::pair(1, 4));  // what failed is written once more
     // No console: one line is tried with the old handle and with the new one, then none until the fetch answers another.
     EXPECT_EQ(write("x", Number(16), nullptr), std::pair(3, 2));
     EXPECT_EQ(write("c", Number(20), Number(20)), std::pair(1, 3));
@@ -51,5 +43,3 @@ TEST(ConsoleWriter, FollowsStandardOutputAndTriesWhatIsNoConsoleOnlyOnce) {
     EXPECT_EQ(write("d", Number(20), Number(20)), std::pair(1, 3));
     EXPECT_EQ(gText, "aaabbbcccddd");
 }
-
-}  // namespace

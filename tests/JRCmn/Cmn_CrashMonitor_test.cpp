@@ -12,17 +12,13 @@
 
 using testing::AllOf, testing::Contains, testing::ElementsAre, testing::HasSubstr, testing::StartsWith;
 
-namespace {
-
 // The bytes of all such files in a folder.
-std::vector<std::string> FilesIn(const std::string& folder, const char* pattern) {
+static std::vector<std::string> FilesIn(const std::string& folder, const char* pattern) {
     std::vector<std::string> files;
     for (const Cmn_String& name : Cmn_FS::ListFiles(folder.c_str(), pattern))
         files.push_back(ReadWholeFile(folder + "\\" + name.c_str()));
     return files;
 }
-
-}  // namespace
 
 TEST(Cmn_CrashMonitor, EveryKindOfCrashLeavesReportStackAndDumpAndEndsWithItsCode) {
     constexpr int kAbort = 3, kAccess = static_cast<int>(0xC0000005), kStack = static_cast<int>(0xC00000FD);

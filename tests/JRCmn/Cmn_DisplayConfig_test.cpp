@@ -12,9 +12,7 @@ namespace {
 using namespace NorvikLibInternal;
 
 constexpr LONG kGrown = ERROR_INSUFFICIENT_BUFFER;
-constexpr char kGiveUp[] =
-    "'!\"Cannot query display topology after 4 retries. Giving up.\"' failed in "
-    "JRCmn\\Internal\\Cmn_DisplayConfig.cpp";
+const std::string kFile = "' failed in JRCmn\\Internal\\Cmn_DisplayConfig.cpp";
 
 struct Cmn_DisplayConfigTest : testing::Test {
     FakeDisplays fake;
@@ -36,7 +34,7 @@ TEST_F(Cmn_DisplayConfigTest, IsAskedForAtMostFourTimes) {
     }
     fake.queryAnswers = {kGrown, kGrown, kGrown, kGrown, 87};
     EXPECT_FALSE(ReadDisplayConfig(EDisplayQuery::Active, config));
-    EXPECT_TRUE(ReportedOnce(kGiveUp));
+    EXPECT_TRUE(ReportedOnce("'!\"Cannot query display topology after 4 retries. Giving up.\"" + kFile));
     EXPECT_TRUE(config.paths.empty());
     EXPECT_FALSE(ReadDisplayConfig(EDisplayQuery::Active, config));
     EXPECT_TRUE(ReportedOnce("'false' failed"));

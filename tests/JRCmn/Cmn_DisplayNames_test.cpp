@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
 using namespace NorvikLibInternal;
 
 TEST(Cmn_DisplayNames, AreThoseOfTheLogs) {
@@ -19,5 +17,3 @@ TEST(Cmn_DisplayNames, AreThoseOfTheLogs) {
         "Unknown|DisplayPort|Embedded DisplayPort|Unknown|Embedded UDI|SDTV dongle|Miracast|Unknown|");
     EXPECT_STREQ(GetOutputTechnologyName(INT32_MIN), "Internal");
 }
-
-}  // namespace

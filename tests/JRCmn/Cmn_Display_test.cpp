@@ -12,8 +12,7 @@
 namespace {
 
 using namespace NorvikLibInternal;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::ElementsAre, testing::ElementsAreArray, testing::IsEmpty;
 
 constexpr DWORD kAttached = DISPLAY_DEVICE_ATTACHED_TO_DESKTOP;
 
@@ -64,18 +63,17 @@ struct Cmn_DisplayTest : testing::Test {
 };
 
 TEST_F(Cmn_DisplayTest, ChangesOnlyWhatItIsTold) {
-    const auto turn = [](EDisplayOrientation to) {
+    using Change = std::function<EDisplaySettingChangeResult(Cmn_Display&)>;
+    const auto turn = [](EDisplayOrientation to) -> Change {
         return [=](Cmn_Display& d) { return d.SetOrientation(to); };
     };
-    // clang-format off
-    const std::tuple<std::function<EDisplaySettingChangeResult(Cmn_Display&)>, std::string, std::string> cases[] = {
+    const std::tuple<Change, std::string, std::string> cases[] = {
         {[](auto& d) { return d.SetPosition(-7, 9); }, "1 position -7,9", "-7,9 1273,809 None"},
         {[](auto& d) { return d.SetResolution(640, 480); }, "1 resolution 640x480", "-7,9 633,489 None"},
         {turn(eDisplayOrientation_90), "1 orientation 1 resolution 480x640", "-7,9 473,649 90 degrees"},
         {turn(eDisplayOrientation_270), "1 orientation 3 resolution 480x640", "-7,9 473,649 270 degrees"},
         {turn(eDisplayOrientation_180), "1 orientation 2 resolution 640x480", "-7,9 633,489 180 degrees"},
     };
-    // clang-format on
     for (const auto& [change, call, geometry] : cases) {
         fake.calls.clear();
         EXPECT_EQ(change(*panel), eDisplaySettingChange_Done);
@@ -121,8 +119,7 @@ TEST_F(Cmn_DisplayTest, MovesTheOriginInOneStepThatIsSeen) {
             fake.changeAnswers.assign(step, 0);
             fake.changeAnswers.push_back(answer);
             EXPECT_EQ(panel->BecomePrimaryDisplay(), answer == DISP_CHANGE_RESTART ? 4 : answer);
-            EXPECT_THAT(fake.calls,
-                        testing::ElementsAreArray(all.data(), answer < 0 ? step + 1 : all.size()));
+            EXPECT_THAT(fake.calls, ElementsAreArray(all.data(), answer < 0 ? step + 1 : all.size()));
             EXPECT_EQ(panel->IsPrimary(), answer == 0);
         }
     }

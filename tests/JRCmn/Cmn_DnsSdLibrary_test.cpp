@@ -8,23 +8,14 @@
 #include "JRCmn/Internal/Cmn_Windows.h"
 #include "tests/support/TraceCapture.h"
 
-namespace {
-
 using namespace NorvikLibInternal;
 
 template <typename Result, typename... Arguments>
-int64_t Failure(DnsSdCall<Result(Arguments...)>& call) {
-    if constexpr (std::is_void_v<Result>) {
-        call(Arguments{}...);
-        return 0;
-    } else {
-        const Result result = call(Arguments{}...);
-        if constexpr (std::is_pointer_v<Result>) {
-            return result ? 1 : 0;
-        } else {
-            return result;
-        }
-    }
+static int64_t Failure(DnsSdCall<Result(Arguments...)>& call) {
+    if constexpr (std::is_void_v<Result>)
+        return call(Arguments{}...), 0;
+    else
+        return (int64_t)call(Arguments{}...);  // also of a pointer
 }
 
 TEST(DnsSdLibrary, EveryCallFailsWithoutTheLibraryAndWithoutTheEntryPoint) {
@@ -68,5 +59,3 @@ TEST(BonjourError, CodesHaveTheirTextsAndFailChecks) {
     EXPECT_TRUE(ReportedOnce("'someError' failed in File(2)"));
     EXPECT_TRUE(AnyContains(TakeTraces(), "Bonjour error -65548: Name conflict.\n"));
 }
-
-}  // namespace

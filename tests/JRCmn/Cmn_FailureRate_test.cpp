@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
 using NorvikLibInternal::OccurrenceRecord;
 
 TEST(FailureRate, LaterOccurrencesAreReportedByTimeAndNumber) {
@@ -39,5 +37,3 @@ TEST(FailureRate, AboveFiveHundredTheStepIsAFifthOfTheCount) {
         EXPECT_FALSE(record.Occur(5'000).report) << number;
     EXPECT_TRUE(record.Occur(5'000).report);
 }
-
-}  // namespace

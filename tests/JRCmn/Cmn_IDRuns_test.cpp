@@ -7,8 +7,6 @@
 #include <random>
 #include <set>
 
-namespace {
-
 using namespace NorvikLibInternal;
 
 TEST(IDRuns, FindTheNextFreeNumberAlsoAcrossTheLargest) {
@@ -38,17 +36,3 @@ TEST(IDRuns, FindTheNextFreeNumberAlsoAcrossTheLargest) {
         }
     }
 }
-
-TEST(IDRuns, SkipAHundredThousandInUseAtOnce) {
-    IDRuns runs;
-    for (int i = 1; i <= 100'000; ++i)
-        ASSERT_EQ(runs.TakeNext(), i);
-    runs.GiveBack(50'000);
-    IDRuns atTheEnd(IDRuns::kLast - 100'000);
-    for (int i = 0; i < 100'000; ++i)
-        atTheEnd.TakeNext();
-    EXPECT_EQ(atTheEnd.TakeNext(), 1);
-    EXPECT_EQ(runs.TakeNext(), 100'001);
-}
-
-}  // namespace

@@ -10,8 +10,6 @@
 
 #include "IPC/IPC_Benaphore.h"
 
-namespace {
-
 using namespace NorvikLibInternal;
 
 TEST(JobQueue, NoJobWaitsForAWakeUpThatDoesNotCome) {
@@ -49,5 +47,3 @@ TEST(JobQueue, NoJobWaitsForAWakeUpThatDoesNotCome) {
     for (std::thread& producer : threads)
         producer.join();
 }
-
-}  // namespace

@@ -14,8 +14,6 @@
 #include "tests/support/FakeClock.h"
 #include "tests/support/TempFolder.h"
 
-namespace {
-
 const std::string kMarker = "\r\n***** REWINDING! *****\r\n";
 const std::string kBanner =
     "\r\n\r\n************************\r\n*  LOG FILE TRUNCATED  *\r\n************************\r\n\r\n";
@@ -135,5 +133,3 @@ TEST(MachineSmallDisk, ALogGoesOnAtTheFirstLineAfterADiskHasRoomAgain) {
     file = Cmn_LogFile();
     std::filesystem::remove(path);
 }
-
-}  // namespace

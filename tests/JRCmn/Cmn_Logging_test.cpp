@@ -99,23 +99,22 @@ TEST(Cmn_Logging, ANewRunDeletesOnlyTheFilesOfItsOwnNumberThatNobodyHolds) {
 
 TEST(Cmn_Logging, NewFilesTakeTheFirstFreeNumberThenTheOldestThatNobodyWrites) {
     const Cmn_Logging& logging = Cmn_Logging::GetInstance();
-    const std::string begin = Folder() + "Run #1 ", one = begin + "App - 01.log",
-                      two = begin + "App - 02.log";
+    const std::string run = Folder() + "Run #1 ", one = run + "App - 01.log", two = run + "App - 02.log";
     {
         const Cmn_LogFile first = logging.CreateLogFile("App"), second = logging.CreateLogFile("App"),
                           third = logging.CreateLogFile("App");  // must not spoil what the others write
         EXPECT_TRUE(first.GetFilePath() == one && second.GetFilePath() == two && third.IsOpen());
-        EXPECT_EQ(third.GetFilePath(), begin + "App - 03.log");
+        EXPECT_EQ(third.GetFilePath(), run + "App - 03.log");
     }
     std::filesystem::last_write_time(two, std::filesystem::last_write_time(one) - std::chrono::hours(1));
     EXPECT_EQ(logging.GetNewLogFilePath("App"), two.c_str());
     const Cmn_LogFile held(two, 1000, 500);
     EXPECT_EQ(logging.GetNewLogFilePath("App"), one.c_str());
-    EXPECT_EQ(logging.GetNewLogFilePath("B", ".txt"), (begin + "B - 01.txt").c_str());
+    EXPECT_EQ(logging.GetNewLogFilePath("B", ".txt"), (run + "B - 01.txt").c_str());
     // A predicate decides about free names; none that it refuses is returned.
     int asked = 0;
-    EXPECT_EQ(logging.FindNewLogFile("B", ".log", [&](auto&) { return ++asked == 2; }),
-              (begin + "B - 02.log").c_str());
+    const auto isSecond = [&](auto&) { return ++asked == 2; };
+    EXPECT_EQ(logging.FindNewLogFile("B", ".log", isSecond), (run + "B - 02.log").c_str());
     EXPECT_TRUE(logging.FindNewLogFile("B", ".log", [](auto&) { return false; }).IsEmpty());
 }
 

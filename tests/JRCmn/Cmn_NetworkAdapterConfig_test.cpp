@@ -39,8 +39,8 @@ TEST_F(NetworkAdapterConfig, TellsOnTheLoopWhenTheAddressChanges) {
         for (const uint32_t address : {kFakeNone, kFakeSecond}) {
             adapter.Change(address);
             const int before = calls;
-            while (calls == before && service.run_one_for(kLimit) != 0) {
-            }
+            while (calls == before)
+                ASSERT_NE(service.run_one_for(kLimit), 0u);
             EXPECT_EQ(calls, before + 1);
             EXPECT_EQ(config.GetIPv4Address(), address != 0 ? address : Cmn_IPv4Address());
             EXPECT_EQ(config.GetInterfaceIndex(), address != 0 ? 7u : 0u);

@@ -8,9 +8,11 @@
 #include "tests/support/FakeClock.h"
 #include "tests/support/TraceCapture.h"
 
-namespace {
-
 using testing::ElementsAre;
+
+static void Schedule(Cmn_ScheduleLater& later, std::function<void()> job) {
+    later.ScheduleLater(std::move(job), "job");
+}
 
 using ScheduleLater = LoopTest;
 ON_BOTH_LOOPS(ScheduleLater);
@@ -41,24 +43,20 @@ TEST(ScheduleLaterInAPump, NoJobIsLostToAnotherThatThrowsAndNoneOvertakesThere) 
     DefaultManager manager;
     Cmn_ScheduleLater later;
     std::string order;
-    const auto Add = [&](char c) { later.ScheduleLater([&order, c] { order += c; }, "add"); };
+    const auto Add = [&](char c) { Schedule(later, [&order, c] { order += c; }); };
     Add('a');
-    later.ScheduleLater(
-        [&] {
-            Add('x');
-            throw std::runtime_error("first");
-        },
-        "throws");
+    Schedule(later, [&] {
+        Add('x');
+        throw std::runtime_error("first");
+    });
     Add('b');
     // Processes events itself, which runs what is newer; that throws, too, and leaves something over.
-    later.ScheduleLater(
-        [&] {
-            later.ScheduleLater([] { throw 1; }, "throws inside");
-            Add('z');
-            EXPECT_THROW(manager.ProcessOneEvent(0), int);
-            throw std::runtime_error("second");
-        },
-        "pumps");
+    Schedule(later, [&] {
+        Schedule(later, [] { throw 1; });
+        Add('z');
+        EXPECT_THROW(manager.ProcessOneEvent(0), int);
+        throw std::runtime_error("second");
+    });
     Add('c');
     EXPECT_THROW(manager.ProcessOneEvent(0), std::runtime_error);
     EXPECT_EQ(order, "a");
@@ -73,15 +71,13 @@ TEST(ScheduleLaterInAPump, AJobMayDeleteTheObjectWhichDropsThoseBehindIt) {
     DefaultManager manager;
     auto later = std::make_unique<Cmn_ScheduleLater>();
     bool ran = false;
-    later->ScheduleLater(
-        [&] {
-            later->ScheduleLater([&] { later.reset(); }, "delete");
-            later->ScheduleLater([] { FAIL(); }, "never");
-            manager.ProcessOneEvent(0);
-            ran = true;
-        },
-        "outer");
-    later->ScheduleLater([] { FAIL(); }, "never");
+    Schedule(*later, [&] {
+        Schedule(*later, [&] { later.reset(); });
+        Schedule(*later, [] { FAIL(); });
+        manager.ProcessOneEvent(0);
+        ran = true;
+    });
+    Schedule(*later, [] { FAIL(); });
     RunLoop(manager);
     EXPECT_TRUE(ran);
     EXPECT_FALSE(later);
@@ -131,12 +127,10 @@ TEST_P(ScheduleLater, FourThreadsLoseNoJobAndKeepTheirOrder) {
     for (int t = 0; t < kThreads; ++t)
         threads.emplace_back([&, t] {
             for (int i = 0; i < kJobs; ++i) {
-                later.ScheduleLater(
-                    [&, t, i] {
-                        outOfOrder += next[t]++ != i;
-                        if (++ran % 20'000 == 0) Cmn_Thread::Snooze(5);  // a consumer that is slow at times
-                    },
-                    "job");
+                Schedule(later, [&, t, i] {
+                    outOfOrder += next[t]++ != i;
+                    if (++ran % 20'000 == 0) Cmn_Thread::Snooze(5);  // a consumer that is slow at times
+                });
                 if (i % 1'000 == 0) Cmn_Thread::Snooze(1);  // lets the loop go to sleep now and then
             }
         });
@@ -147,5 +141,3 @@ TEST_P(ScheduleLater, FourThreadsLoseNoJobAndKeepTheirOrder) {
     EXPECT_EQ(outOfOrder, 0);
     EXPECT_FALSE(manager.ProcessOneEvent(0));
 }
-
-}  // namespace

@@ -13,26 +13,23 @@
 
 using testing::ElementsAre, testing::EndsWith, testing::HasSubstr, testing::Not, testing::StartsWith;
 
-namespace {
-
-volatile int gSink = 0;
-
-int gInnerLine = 0;
+static volatile int gSink = 0;
+static int gInnerLine = 0;
 
 // What follows the calls keeps the compiler from making jumps of them.
-[[gnu::noinline]] void PrintInner(int skip, bool symbols) {
+[[gnu::noinline]] static void PrintInner(int skip, bool symbols) {
     gInnerLine = __LINE__ + 1;
     Cmn_Assert::PrintStackTrace(skip, nullptr, symbols);
     gSink = 1;
 }
 
-[[gnu::noinline]] void PrintOuter(int skip, bool symbols) {
+[[gnu::noinline]] static void PrintOuter(int skip, bool symbols) {
     PrintInner(skip, symbols);
     gSink = 2;
 }
 
 // How far a module is from where its file is linked for.
-uint64_t Moved(HMODULE module, const std::string& path) {
+static uint64_t Moved(HMODULE module, const std::string& path) {
     const std::string bytes = ReadWholeFile(path);
     const auto* const dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(bytes.data());
     const auto* const headers = reinterpret_cast<const IMAGE_NT_HEADERS64*>(bytes.data() + dos->e_lfanew);
@@ -40,12 +37,12 @@ uint64_t Moved(HMODULE module, const std::string& path) {
 }
 
 // The line that PrintStackTrace ends with, in words: "Stack:", a module, its addresses, the next module...
-std::vector<std::string> TakeStack() {
+static std::vector<std::string> TakeStack() {
     std::istringstream line(TakeTraces().back());
     return {std::istream_iterator<std::string>(line), {}};
 }
 
-void PrintContext(uint64_t instruction, uint64_t stack) {
+static void PrintContext(uint64_t instruction, uint64_t stack) {
     CONTEXT context = {};
     context.Rip = instruction;
     context.Rsp = stack;
@@ -53,7 +50,7 @@ void PrintContext(uint64_t instruction, uint64_t stack) {
 }
 
 // A block of a size that the compiler does not know makes it keep the frame's place in a register.
-[[gnu::noinline]] size_t FramesWithFrameRegister(size_t blockSize, uint64_t damage) {
+[[gnu::noinline]] static size_t FramesWithFrameRegister(size_t blockSize, uint64_t damage) {
     char* const block = static_cast<char*>(__builtin_alloca(blockSize));
     std::memset(block, 0, blockSize);
     CONTEXT context;
@@ -64,8 +61,6 @@ void PrintContext(uint64_t instruction, uint64_t stack) {
     gSink = block[blockSize / 2];
     return TakeStack().size() - 2;
 }
-
-}  // namespace
 
 TEST(Cmn_StackTrace, NamesFunctionsWithTheLineOfTheCall) {
     TakeTraces();

@@ -7,8 +7,6 @@
 
 #include "JRCmn/Cmn_String.h"
 
-namespace {
-
 TEST(StringTest, ThreadsCopyAndDestroyOneTextAndPiecesOfItAndTheCountComesOutRight) {
     const Cmn_String record("a,bb,ccc,dddddddd,eeeeeeeeeeeeeeee,ffffffffffffffffffffffffffffff");
     const auto work = [&record] {
@@ -28,5 +26,3 @@ TEST(StringTest, ThreadsCopyAndDestroyOneTextAndPiecesOfItAndTheCountComesOutRig
     other.join();
     EXPECT_EQ(record.GetRefCount(), 1);
 }
-
-}  // namespace

@@ -19,8 +19,6 @@
 // Last: its macros break the standard library's headers.
 #include <mbctype.h>
 
-namespace {
-
 using namespace NorvikLibInternal;
 using testing::ElementsAre;
 
@@ -31,8 +29,6 @@ constexpr bool kCanAdd = std::is_invocable_v<std::plus<>, A, B>;
 static_assert(kCanAdd<Cmn_String, const char*> && !kCanAdd<Cmn_String, int> && !kCanAdd<char, Cmn_String>);
 static_assert(!std::is_constructible_v<Cmn_String, void*> && !std::is_constructible_v<bool, Cmn_String> &&
               !std::is_convertible_v<int, Cmn_String> && std::is_nothrow_move_assignable_v<Cmn_String>);
-
-// ---- The block
 
 TEST(StringTest, EmptyTextOwnsNothing) {
     Cmn_String empty = Cmn_String("x").SubString(1, 1);
@@ -82,10 +78,8 @@ TEST(StringTest, SizesBeyondTheLimitThrowBadAllocAndChangeNothing) {
     EXPECT_STREQ(text, "abc");
 }
 
-// ---- Values and numbers
-
 template <typename T>
-void ExpectValue(T value, const char* expected) {
+static void ExpectValue(T value, const char* expected) {
     Cmn_String stack("before");
     T popped{};
     EXPECT_STREQ(Cmn_String(value), expected);
@@ -125,8 +119,6 @@ TEST(StringTest, TextsReadAsNumbers) {
     EXPECT_EQ(Cmn_String::AsFloat64(kNull) + Cmn_String::AsInt64(kNull) + Cmn_String::AsUInt32(kNull), 0);
 }
 
-// ---- Formatting
-
 TEST(StringTest, FormattedTextsOfEveryLengthFitWhateverRoomThereWas) {
     for (const int length : {0, 1, 9, 10, 1023, 1024, 1025, 2047, 2048, 8191, 8192}) {
         const std::string expected(static_cast<size_t>(length), 'x'), twice = "ab" + expected + expected;
@@ -158,8 +150,6 @@ TEST(StringTest, FormatsThatFailLeavePrintfEmptyAndAppendPrintfUnchanged) {
     EXPECT_EQ(Cmn_String::SafePrintf(buffer, 6, "%s", "abc"), 3);
     EXPECT_EQ(std::string_view(buffer, 9), std::string_view("abc\0yz..", 9));
 }
-
-// ---- Building and taking apart
 
 TEST(StringTest, ShrinkLeavesOutTheLeastReadableFirst) {
     const Cmn_String table(
@@ -200,8 +190,6 @@ TEST(StringTest, NullPointersAreReportedWhereATextIsRequired) {
     EXPECT_TRUE(text != kNull && text.Insert(0, kNull).ReplaceEnd(1, kNull) == kNull);
 }
 
-// ---- Comparing and searching
-
 TEST(StringTest, ComparisonsFollowOrderCaseAndLength) {
     const auto expectOrder = [](const auto& a, const auto& b, int order) {
         EXPECT_TRUE((a < b) == (order < 0) && (a <= b) == (order <= 0) && std::less<>()(a, b) == (order < 0));
@@ -229,8 +217,6 @@ TEST(StringTest, SearchesInATwoByteCodePageFollowItsCharacters) {
     ::_setmbcp(_MB_CP_ANSI);
     EXPECT_TRUE(GetTextPlatform().isSingleByte());
 }
-
-// ---- Encodings
 
 TEST(StringTest, EncodingsConvertBothWays) {
     Cmn_String text("a\x80\xE9\xFF");
@@ -279,8 +265,6 @@ TEST(StringTest, ConversionsNameTheirCodePagesAndFailAfterThreeDoublings) {
                                           "Error converting Cmn_BasicString to wide characters\n"));
 }
 
-// ---- Files
-
 TEST(StringTest, FilesAreReadWholeOrNotAtAll) {
     const TempFolder folder;
     const std::string path = folder.Path("text");
@@ -302,5 +286,3 @@ TEST(StringTest, FilesAreReadWholeOrNotAtAll) {
     expectRead(path, UINT_MAX, kNull);
     ::CloseHandle(file);
 }
-
-}  // namespace

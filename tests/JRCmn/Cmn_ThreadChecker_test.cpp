@@ -8,19 +8,15 @@
 
 using testing::ElementsAre, testing::HasSubstr, testing::IsSupersetOf;
 
-namespace {
-
 // They stay after their end, so that the platform gives their IDs to no other thread.
-std::list<Cmn_Thread> gOthers;
+static std::list<Cmn_Thread> gOthers;
 
-unsigned RunOnAnotherThread(const std::function<void()>& use) {
+static unsigned RunOnAnotherThread(const std::function<void()>& use) {
     Cmn_Thread& thread = gOthers.emplace_back("Other", eNormal, 0);
     thread.Launch([&] { return use(), 0L; });
     EXPECT_TRUE(thread.WaitForEnd(60'000));
     return thread.GetID();
 }
-
-}  // namespace
 
 TEST(Cmn_ThreadChecker, BelongsToTheFirstThreadUntilThisGivesItUp) {
     Cmn_ThreadChecker checker;

@@ -11,8 +11,7 @@
 #include "tests/support/TraceCapture.h"
 
 using namespace NorvikLibInternal;
-using testing::AllOf, testing::Contains, testing::ContainsRegex, testing::ElementsAre, testing::HasSubstr,
-    testing::IsSupersetOf, testing::StartsWith;
+using namespace testing;
 
 namespace {
 

@@ -28,10 +28,9 @@ protected:
     MachineDisplays() {
         machine.SetText(kWindowsKey, "EditionID", "Embedded");
         machine.SetText(kFirmwareKey, "BaseBoardProduct", "IC17X");
-        for (const char* name : {cPresent, cForced, cPosition, cNewPosition, "DisplayNumber1"}) {
-            machine.SetNumber(kSettings, name, 1);
-            if (name != cPresent) machine.Remove(kSettings, name);
-        }
+        machine.SetNumber(kSettings, cPresent, 1);
+        for (const char* name : {cForced, cPosition, cNewPosition, "DisplayNumber1"})
+            machine.Remove(kSettings, name);
         JR_FeatureToggleManager::Init(false, "");
     }
     ~MachineDisplays() override { JR_FeatureToggleManager::Destroy(); }
@@ -61,9 +60,8 @@ protected:
 };
 
 TEST_F(MachineDisplays, FunctionsFollowAdapterOutputAndStoredNumbers) {
-    displays.Add({.id = "PCI\\VEN_10DE&DEV_1916", .width = 800, .height = 600});
-    displays.Add({.left = 100, .width = 640, .height = 480});
-    displays.Add({.left = 1280, .width = 1280, .height = 1024});
+    Start(4);
+    displays.outputs.push_front({.id = "PCI\\VEN_10DE&DEV_1916", .width = 800, .height = 600});
     const auto left = [](const auto& display) { return display ? display->GetLeft() : -1; };
     Manager manager;
     EXPECT_EQ(left(manager.FindDisplayByFunction(eDisplayFunction_TKV)), 100);
@@ -91,7 +89,6 @@ TEST_F(MachineDisplays, AScreenThatWasThereStaysStoredAndMarkerFilesGoBefore) {
     EXPECT_TRUE(init(1,
                      "'!\"TKV display is no more detected (KPL-29108).\"' failed in Shared\\JR_Display"
                      "Manager.cpp(121)."));
-    EXPECT_TRUE(init(1, "K7R control surface with TKV screen.\n"));
     machine.SetNumber(kSettings, cForced, 2);
     EXPECT_TRUE(init(-1, "Forcing TKV to be present for forced K7R console.\n"));
     machine.Remove(kSettings, cForced);
@@ -117,7 +114,7 @@ TEST_F(MachineDisplays, ArrangesScreenAndMonitorAndThenHasNothingToDo) {
     machine.SetNumber(kSettings, cPosition, 1);
     EXPECT_EQ(Arrange(), "ok changed");
     auto at = traces.begin();
-    for (const char* line :
+    for (const std::string line :
          {"Tracing all we know about Active display configurations:\n",
           "Tracing all we know about DB current display configurations:\n", "Topology is Clone.\n",
           "Tracing all we know about display configurations done.\n",
@@ -126,9 +123,8 @@ TEST_F(MachineDisplays, ArrangesScreenAndMonitorAndThenHasNothingToDo) {
           "Will set display configuration for external screen + TKV system, external screen is on the "
           "Right...\n",
           "Current topology is Extend, as expected.\n"}) {
-        at = std::find_if(at, traces.end(), [&](const std::string& t) { return t.find(line) != t.npos; });
+        at = std::find(at, traces.end(), line);
         ASSERT_NE(at, traces.end()) << line;
-        ++at;
     }
     EXPECT_EQ(displays.calls.front(), "topology 132");
     EXPECT_TRUE(displays.outputs[0].left == 0 && displays.outputs[1].left == 1280);
@@ -170,11 +166,7 @@ TEST_F(MachineDisplays, ATopologyThatCannotBeHadDoesNotKeepTheScreensFromTheirPl
         {true, true, {31}, "ok changed", "SetDisplayConfig failed with 31!\n"},
         {true, true, {31, 87}, "failed changed", "SetDisplayConfig failed again with 87!\n"},
         {true, false, {}, "failed changed", "Current topology is Internal, while we need Extend.\n"},
-        {false,
-         true,
-         {31, 31},
-         "ok changed",
-         "Forcing display topology changes with hope to detect Ext GUI "},
+        {false, true, {31, 31}, "ok changed", "Forcing display topology changes with hope"},
     };
     for (const auto& [hasMonitor, canChange, answers, expected, trace] : cases) {
         Start(1);
@@ -212,16 +204,6 @@ TEST_F(MachineDisplays, ArrangesTheMonitorAlone) {
     displays.configAnswers = {5};
     EXPECT_EQ(Arrange(), "failed changed");
     EXPECT_THAT(displays.calls, ElementsAre("topology 129"));
-    displays.topology = 1;
-    for (const LONG answer : {DISP_CHANGE_BADMODE, DISP_CHANGE_RESTART}) {
-        for (size_t n = 0; n < 3; ++n) {
-            displays.outputs[0].left = 5;
-            displays.changeAnswers.assign(n, 0);
-            displays.changeAnswers.push_back(answer);
-            EXPECT_EQ(Arrange(), answer < 0 ? "failed changed" : "ok restart changed") << n;
-            EXPECT_EQ(displays.calls.size(), answer < 0 ? n + 1 : 3);
-        }
-    }
 }
 
 TEST_F(MachineDisplays, ArrangesByExplicitPathsWhereTheirConditionsHold) {
@@ -256,10 +238,9 @@ TEST_F(MachineDisplays, ArrangesByExplicitPathsWhereTheirConditionsHold) {
     EXPECT_EQ(Arrange(), "failed changed");
     EXPECT_TRUE(AnyContains(traces, "SetDisplayConfig failed with exit code 87.\n") &&
                 AnyContains(traces, "'!\"SetDisplayConfig failed\"' failed in "));
-    Manager manager;
-    EXPECT_TRUE(manager.ArrangeK7RDisplayConfigWithTKVUsingCCD());
+    EXPECT_TRUE(Manager().ArrangeK7RDisplayConfigWithTKVUsingCCD());
     displays.paths.resize(2);
-    EXPECT_FALSE(manager.ArrangeK7RDisplayConfigWithTKVUsingCCD());
+    EXPECT_FALSE(Manager().ArrangeK7RDisplayConfigWithTKVUsingCCD());
     EXPECT_TRUE(ReportedOnce("'sources.size() >= 2' failed in "));
     EXPECT_TRUE(Manager::StoreCurrentDisplayConfigToDatabase());
     EXPECT_EQ(displays.calls.back(), "config 672");
@@ -323,11 +304,8 @@ TEST_P(MachineOtherDisplays, AreNotArranged) {
     bool restart = true, changed = true;
     EXPECT_EQ(Manager().ArrangeDisplayConfig(restart, changed), line == 0);
     EXPECT_FALSE(restart || changed);
-    const std::string report =
-        "'false' failed in Shared\\JR_DisplayManager.cpp(" + std::to_string(line) + ").";
-    const auto reports = TakeReports();
-    EXPECT_EQ(reports.size(), line != 0);
-    EXPECT_EQ(AnyContains(reports, report), line != 0);
+    const std::string report = "'false' failed in Shared\\JR_DisplayManager.cpp(";
+    EXPECT_TRUE(line == 0 || ReportedOnce(report + std::to_string(line) + ")."));
     EXPECT_THAT(displays.calls, IsEmpty());
 }
 INSTANTIATE_TEST_SUITE_P(Types, MachineOtherDisplays,

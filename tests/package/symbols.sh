@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # symbols.sh DLL        prints what the library exports to programs, readable and sorted
-# symbols.sh DLL LIST   fails when a symbol of the list is not exported any more, or when the library loads a DLL at
-#                       every program's start that it did not before. `./dev symbols` writes the list anew.
+# symbols.sh DLL LIST   fails when a symbol of the list is not exported any more, when one is exported that the list does not
+#                       have, or when the library loads a DLL at every program's start that it did not before.
+#                       `./dev symbols` writes the list anew.
 set -euo pipefail
 export LC_ALL=C
 tools=x86_64-w64-mingw32
@@ -30,6 +31,12 @@ rc=0
 missing=$(comm -23 "$2" <(exported "$dll"))
 if [ -n "$missing" ]; then
     printf 'Programs that were built with an earlier version miss these symbols. If that is meant, write the list anew\nwith ./dev symbols, and raise the version:\n%s\n' "$missing"
+    rc=1
+fi
+# Without optimisation a constant that all programs have as a value is exported, too.
+unlisted=$(comm -13 "$2" <(exported "$dll" | grep -Fxv 'Cmn_BasicString<char>::kMaxLength'))
+if [ -n "$unlisted" ]; then
+    printf 'These symbols are exported and not listed, so that one could vanish unnoticed. Add them with ./dev symbols:\n%s\n' "$unlisted"
     rc=1
 fi
 imports=$("$tools-objdump" -p "$dll" | sed -n 's/^\tDLL Name: \(.*\)\.dll$/\1/Ip' | tr A-Z a-z | sort -u)

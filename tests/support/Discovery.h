@@ -24,8 +24,6 @@ public:
         NorvikLibInternal::OverrideDnsSdLibrary(library);
     }
     ~Discovery() { NorvikLibInternal::OverrideDnsSdLibrary(nullptr); }
-    Discovery(const Discovery&) = delete;
-    Discovery& operator=(const Discovery&) = delete;
 
     template <typename Condition>
     bool RunUntil(Condition condition) {

@@ -3,59 +3,24 @@
 #include <gtest/gtest.h>
 
 #include "JRCmn/Internal/Cmn_DynamicLibrary.h"
-#include "JRCmn/Internal/Cmn_Handle.h"
 #include "standins/dnssd/Connection.h"
 #include "standins/dnssd/Names.h"
 #include "standins/dnssd/Wire.h"
+#include "tests/support/TempFolder.h"
 
 using namespace DnsSdStandin;
 using NorvikLibInternal::FindFunction;
-using NorvikLibInternal::KernelHandle;
 
-namespace {
-
-// Until the end of the line, or of the output.
-std::string ReadLine(HANDLE pipe) {
-    std::string line;
-    char c = 0;
-    DWORD size = 0;
-    while (::ReadFile(pipe, &c, 1, &size, nullptr) && size == 1 && c != '\n')
-        if (c != '\r') line += c;
-    return line;
-}
-
-}  // namespace
-
-DnsSdDaemon::DnsSdDaemon(const std::string& options) : mOptions(options) {
+DnsSdDaemon::DnsSdDaemon(const Arguments& options) : mOptions(options) {
     Start(0);
 }
 
-DnsSdDaemon::~DnsSdDaemon() {
-    Kill();
-}
-
 void DnsSdDaemon::Start(unsigned short port) {
-    SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
-    HANDLE readEnd = nullptr;
-    HANDLE writeEnd = nullptr;
-    ::CreatePipe(&readEnd, &writeEnd, &inherited, 0);
-    const KernelHandle output(readEnd);
-    KernelHandle childsOutput(writeEnd);
-    ::SetHandleInformation(readEnd, HANDLE_FLAG_INHERIT, 0);
-    STARTUPINFOA startup = {};
-    startup.cb = sizeof startup;
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = startup.hStdError = writeEnd;
-    std::string line = "\"" + Folder() + "\\dnssd-daemon.exe\" --port " + std::to_string(port) + " --while " +
-                       std::to_string(::GetCurrentProcessId()) + " " + mOptions;
-    PROCESS_INFORMATION process = {};
-    const BOOL isStarted = ::CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                                            &startup, &process);
-    childsOutput.Reset();
-    ASSERT_TRUE(isStarted) << line;
-    ::CloseHandle(process.hThread);
-    mProcess = process.hProcess;
-    const std::string first = ReadLine(output.Get());
+    Arguments arguments = {"--port", std::to_string(port), "--while",
+                           std::to_string(::GetCurrentProcessId())};
+    arguments.insert(arguments.end(), mOptions.begin(), mOptions.end());
+    mProcess.emplace("..\\standins\\dnssd-daemon.exe", arguments);
+    const std::string first = mProcess->OutputWith("\n", 20'000);
     const std::string expected = "Listening on 127.0.0.1:";
     ASSERT_EQ(first.substr(0, expected.size()), expected);
     mPort = static_cast<unsigned short>(std::stoi(first.substr(expected.size())));
@@ -63,16 +28,13 @@ void DnsSdDaemon::Start(unsigned short port) {
 }
 
 void DnsSdDaemon::Kill() {
-    if (!mProcess) return;
-    ::TerminateProcess(mProcess, 1);
-    ::WaitForSingleObject(mProcess, 10'000);
-    ::CloseHandle(std::exchange(mProcess, nullptr));
+    mProcess.reset();
 }
 
 void DnsSdDaemon::Hold(bool isHeld) const {
     const char* const name = isHeld ? "NtSuspendProcess" : "NtResumeProcess";
     const auto change = FindFunction<LONG(WINAPI*)(HANDLE)>(::GetModuleHandleA("ntdll"), name);
-    ASSERT_EQ(change(mProcess), 0) << name;
+    ASSERT_EQ(change(mProcess->GetHandle()), 0) << name;
 }
 
 void DnsSdDaemon::Restart() {
@@ -98,10 +60,7 @@ std::string DnsSdDaemon::Control(const std::string& line, unsigned timeoutMs) co
 }
 
 std::string DnsSdDaemon::Folder() {
-    char path[MAX_PATH];
-    const std::string program(path, ::GetModuleFileNameA(nullptr, path, sizeof path));
-    const std::string bin = program.substr(0, program.rfind('\\'));
-    return bin.substr(0, bin.rfind('\\')) + "\\standins";
+    return ProgramFolder() + "\\..\\standins";
 }
 
 std::string DnsSdDaemon::Label(const std::string& name) {

@@ -11,13 +11,15 @@
 // Errors:    a daemon that does not start, and a line that is not answered "ok" in time, fail the test
 // Units:     milliseconds
 
+#include <optional>
 #include <string>
+
+#include "tests/support/ChildProcess.h"
 
 class DnsSdDaemon {
 public:
     // With further options of its command line.
-    explicit DnsSdDaemon(const std::string& options = {});
-    ~DnsSdDaemon();
+    explicit DnsSdDaemon(const Arguments& options = {});
     DnsSdDaemon(const DnsSdDaemon&) = delete;
     DnsSdDaemon& operator=(const DnsSdDaemon&) = delete;
 
@@ -40,7 +42,7 @@ public:
 private:
     void Start(unsigned short port);
 
-    const std::string mOptions;
-    void* mProcess = nullptr;
+    const Arguments mOptions;
+    std::optional<ChildProcess> mProcess;
     unsigned short mPort = 0;
 };

@@ -91,7 +91,7 @@ private:
         if (parent) return index == 0;
         if (index >= outputs.size()) return false;
         std::strcpy(device.DeviceName, ("\\\\.\\DISPLAY" + std::to_string(index + 1)).c_str());
-        std::strncpy(device.DeviceID, outputs[index].id.c_str(), sizeof device.DeviceID);
+        outputs[index].id.copy(device.DeviceID, sizeof device.DeviceID);
         device.StateFlags = outputs[index].state;
         return true;
     }

@@ -22,6 +22,14 @@ constexpr char kWindowsKey[] = "Software\\Microsoft\\Windows NT\\CurrentVersion"
 constexpr char kMakerKey[] = "Software\\Microsoft\\Windows\\CurrentVersion\\OEMInformation";
 constexpr char kSettings[] = "Software\\NorvikLib\\Settings";
 
+struct RegistryHandleTraits {
+    using Type = HKEY;
+    static bool IsEmpty(HKEY key) { return key == nullptr; }
+    static HKEY Empty() { return nullptr; }
+    static void Close(HKEY key) { ::RegCloseKey(key); }
+};
+using RegistryHandle = NorvikLibInternal::Handle<RegistryHandleTraits>;
+
 class MachineSettings {
 public:
     ~MachineSettings() {
@@ -52,7 +60,7 @@ public:
     }
 
 private:
-    using Key = NorvikLibInternal::RegistryHandle;
+    using Key = RegistryHandle;
 
     // The platform would add a terminator that it finds behind the bytes.
     static LSTATUS Write(const Key& key, const std::string& name, DWORD type, const std::string& bytes) {

@@ -15,7 +15,8 @@
 
 namespace {
 
-constexpr DWORD kHangLimit = 100'000;  // ms, a little less than the limit that ctest gives a test
+constexpr DWORD kHangLimit =
+    100'000;  // ms; ctest's own limit is longer, and would not tell where the test stands
 constexpr int kHangExitCode = 99;
 
 // A test that hangs ends with the stacks of all its threads.

@@ -31,8 +31,7 @@ public:
     }
     DNSServiceErrorType Register(const std::string& name, const std::string& txt) {
         return DNS_SD(DNSServiceRegister)(&ref, 0, 0, name.c_str(), kType, nullptr, nullptr, ::htons(8000),
-                                          static_cast<uint16_t>(txt.size()), txt.data(), &Running::OnRegister,
-                                          this);
+                                          static_cast<uint16_t>(txt.size()), txt.data(), nullptr, nullptr);
     }
     void End() {
         if (ref) DNS_SD(DNSServiceRefDeallocate)(std::exchange(ref, nullptr));
@@ -63,16 +62,12 @@ private:
                          void* context) {
         static_cast<Running*>(context)->Got(flags, error, std::string(static_cast<const char*>(data), size));
     }
-    static void OnRegister(DNSServiceRef, DNSServiceFlags flags, DNSServiceErrorType error, const char* name,
-                           const char*, const char*, void* context) {
-        static_cast<Running*>(context)->Got(flags, error, name);
-    }
 };
 
 // Rules: an instance is announced once per interface; types and domains come back with a dot at the end; a query goes on
 // answering, the new data before the old ones go; a registration ends with its reference.
 TEST(DnsSdStandin, ARegisteredServiceIsAnnouncedUpdatedAndWithdrawn) {
-    const DnsSdDaemon daemon("--host studio --interfaces 2,7");
+    const DnsSdDaemon daemon({"--host", "studio", "--interfaces", "2,7"});
     Running browse, service, txt, srv;
     ASSERT_EQ(browse.Browse(), 0);
     ASSERT_EQ(service.Register("Desk 1.2", "\003a=1"), 0);

@@ -9,9 +9,7 @@
 
 namespace {
 
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::StartsWith;
+using testing::HasSubstr, testing::StartsWith;
 
 constexpr unsigned kLimit = 30'000;
 const char* const kProgram = "ExamplePipeService.exe";
@@ -51,7 +49,7 @@ TEST(ExamplePipeService, AnswersWhoeverComesUntilItIsToldToQuit) {
     EXPECT_EQ(ask("quit"), "0 ok\r\n");
     EXPECT_EQ(service.Wait(kLimit), 0);
     EXPECT_EQ(service.Output(), "Serving on \\\\.\\PIPE\\" + name + "\r\n");
-    EXPECT_EQ(ChildProcess(kProgram, {"serve"}, folder.Path()).Wait(kLimit), 2);
+    EXPECT_THAT(RunProgram(kProgram, {"serve"}, folder.Path()), StartsWith("2 "));
 }
 
 TEST(MachineExampleRequestServer, KeepsSettingsUntilItIsToldToQuit) {
@@ -69,30 +67,26 @@ TEST(MachineExampleRequestServer, KeepsSettingsUntilItIsToldToQuit) {
                                                          {"get scene", "ok 12"},
                                                          {"put scene", "error: expected"},
                                                          {"quit", "ok"}};
-    for (const auto& [request, answer] : cases) {
+    for (const auto& [request, answer] : cases)
         EXPECT_THAT(RunProgram(program, {"ask", "127.0.0.1", port, request}, folder.Path()),
-                    testing::HasSubstr(answer));
-    }
+                    HasSubstr(answer));
     EXPECT_EQ(server.Wait(kLimit), 0);
 }
 
 TEST(ExampleFirstTrace, TellsWhereItsRunIs) {
     const TempFolder folder;
-    ChildProcess first("ExampleFirstTrace.exe", {}, folder.Path());
-    EXPECT_EQ(first.Wait(kLimit), 0);
-    std::string path = first.Output();
-    ASSERT_THAT(path, EndsWith("\\Logs\\Run #1 ExampleFirstTrace - 01.log\r\n"));
-    const std::string log = ReadWholeFile(path.substr(0, path.size() - 2));
+    const std::string found = RunProgram("ExampleFirstTrace.exe", {}, folder.Path());
+    ASSERT_TRUE(found.starts_with("0 ") && found.ends_with("\\Logs\\Run #1 ExampleFirstTrace - 01.log\r\n"))
+        << found;
+    const std::string log = ReadWholeFile(found.substr(2, found.size() - 4));
     EXPECT_THAT(log, HasSubstr(" Channel 3 is at -6.0 dB.\r\n"));
     EXPECT_THAT(log, HasSubstr("'channel >= 1 && channel <= 48' failed in examples\\FirstTrace.cpp("));
     EXPECT_LT(log.size(), 100'000u) << "a thousand failures of one place";
 }
 
 TEST(ExampleLoop, CountsToThree) {
-    const TempFolder folder;
-    ChildProcess loop("ExampleLoop.exe", {}, folder.Path());
-    EXPECT_EQ(loop.Wait(kLimit), 0);
-    EXPECT_EQ(loop.Output(), "48 channels\r\ntick 1\r\ntick 2\r\ntick 3\r\n");
+    EXPECT_EQ(RunProgram("ExampleLoop.exe", {}, TempFolder().Path()),
+              "0 48 channels\r\ntick 1\r\ntick 2\r\ntick 3\r\n");
 }
 
 TEST(ExampleMeters, TheDeskFindsTheEngineAndShowsItsReadings) {

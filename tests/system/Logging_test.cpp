@@ -68,9 +68,7 @@ TEST(LoggingSystem, AKilledProgramLosesNoLine) {
 }
 
 TEST(LoggingSystem, AProgramEndsWhileItsThreadsStillTrace) {
-    const TempFolder folder;
-    ChildProcess child("LogChild.exe", {"exit"}, folder.Path());
-    EXPECT_EQ(child.Wait(30'000), 5);
+    EXPECT_EQ(ChildProcess("LogChild.exe", {"exit"}, TempFolder().Path()).Wait(30'000), 5);
 }
 
 }  // namespace

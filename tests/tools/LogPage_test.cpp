@@ -65,13 +65,20 @@ TEST(LogPage, TablesAreBoundedAndTheCountsAreNot) {
         lines.push_back(
             {LogLine::Kind::Record, 1000 + i, false,
              "REPORT >>> Failure! Nov 21 2026 @ 18:59:23 no <answer> in A.cpp(" + std::to_string(i) + ")."});
+    for (const char* const text :
+         {"ELW: Handler <b>Loader</b> is currently blocking event loop. Event loop thread ID is 2.",
+          "  #00 A.exe+0x1  f<int>()"})
+        lines.push_back({LogLine::Kind::Record, 3000, false, text});
     LogPage page("Run <1>");
-    page.AddFile("a & b.log", lines, [](std::int64_t) { return 60; });
+    page.AddFile("a & </b>.log", lines, [](std::int64_t) { return 60; });
     const std::string html = page.Html();
     EXPECT_THAT(html,
-                HasSubstr("<main data-lines=\"1000\" data-failures=\"1000\" data-failure-lines=\"1000\" "
-                          "data-places=\"1000\" data-blocked=\"0\" data-files=\"1\">"));
+                HasSubstr("<main data-lines=\"1002\" data-failures=\"1000\" data-failure-lines=\"1000\" "
+                          "data-places=\"1000\" data-blocked=\"1\" data-files=\"1\">"));
     EXPECT_THAT(html, HasSubstr("700 more"));
     EXPECT_THAT(html, HasSubstr("<title>Run &lt;1&gt;</title>"));
+    EXPECT_THAT(html, HasSubstr("<b>&lt;b&gt;Loader&lt;/b&gt;</b>"));
+    EXPECT_THAT(html, HasSubstr("f&lt;int&gt;()\n</pre>"));
+    EXPECT_THAT(html, HasSubstr("a & \\u003c/b>.log"));
     EXPECT_EQ(html.find("<answer>"), html.npos);
 }

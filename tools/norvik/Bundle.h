@@ -57,6 +57,7 @@ void AddFile(Bundle& bundle, const std::string& folderInArchive, const std::stri
 std::string RegistryText();
 // The library and this tool, the operating system, and every run-time library that is found where programs look for it.
 std::string VersionsText();
-std::string ComputerName();
+// As the network knows it, and as older protocols do: in capitals, cut after 15 characters.
+std::vector<std::string> ComputerNames();
 
 }  // namespace NorvikTool

@@ -151,15 +151,22 @@ std::string RegistryText() {
     return KeyText(Cmn_Registry::kLibraryKey) + "\n" + KeyText(Cmn_Registry::kSettingsKey);
 }
 
-std::string ComputerName() {
-    char name[256] = "";
-    DWORD size = sizeof name;
-    return ::GetComputerNameExA(ComputerNamePhysicalDnsHostname, name, &size) ? std::string(name, size) : "";
+std::vector<std::string> ComputerNames() {
+    std::vector<std::string> names;
+    for (const COMPUTER_NAME_FORMAT format : {ComputerNamePhysicalDnsHostname, ComputerNamePhysicalNetBIOS}) {
+        char name[256] = "";
+        DWORD size = sizeof name;
+        if (::GetComputerNameExA(format, name, &size)) names.emplace_back(name, size);
+    }
+    return names;
 }
 
 std::string VersionsText() {
+    std::string computer;
+    for (const std::string& name : ComputerNames())
+        computer += name + ", ";
     std::string text = std::string("NorvikLib version ") + Cmn_Assert::SoftwareVersion + "\n" + cBuiltWith +
-                       SystemText() + "Computer " + ComputerName() + ", running for " +
+                       SystemText() + "Computer " + computer + "running for " +
                        std::to_string(::GetTickCount64() / 60'000) + " minutes\n\n";
     for (const char* const name :
          {"NorvikLib.dll", "libstdc++-6.dll", "libgcc_s_seh-1.dll", "libwinpthread-1.dll", "dnssd.dll",

@@ -35,9 +35,15 @@ std::function<std::string()> OutputOf(const std::vector<std::string>& words) {
         std::string text;
         for (const std::string& line : process.FirstLines())
             text += line + "\n";
+        if (process.IsCut())
+            text += "--- shortened to " + std::to_string(cMostVerbLines) + " lines of " +
+                    std::to_string(OtherProcess::cLongestLine) + " bytes ---\n";
         if (!hasEnded)
             return text + "--- gave no answer within " + std::to_string(cVerbTimeout / 1000) + " s ---\n";
-        return code == cSuccess ? text : text + "--- ended with code " + std::to_string(code) + " ---\n";
+        if (code == cSuccess) return text;
+        // A failure is the verb's answer: there is no library, memory is missing. All other codes are of a crash.
+        return text + (code == cFailure ? "--- result " : "--- ended with code ") + std::to_string(code) +
+               " ---\n";
     };
 }
 
@@ -99,9 +105,12 @@ void AddIndex(Bundle& bundle, bool mask, std::uint64_t runs) {
 // Names are learned from all texts first: one that ends in ".local" here may stand bare there.
 void MaskAll(Bundle& bundle) {
     Masker masker;
-    masker.AddHost(ComputerName());
-    for (const BundleEntry& entry : bundle.entries)
+    for (const std::string& name : ComputerNames())
+        masker.AddHost(name);
+    for (const BundleEntry& entry : bundle.entries) {
+        masker.Learn(entry.name);
         masker.Learn(entry.bytes);
+    }
     for (BundleEntry& entry : bundle.entries) {
         entry.bytes = masker.Mask(entry.bytes);
         entry.name = masker.Mask(entry.name);

@@ -8,19 +8,18 @@
 #include "JRCmn/Cmn_String.h"
 #include "Shared/JR_EmersonSBCController.h"
 #include "tools/norvik/DemoSteps.h"
+#include "tools/norvik/Discovery.h"
 #include "tools/norvik/OtherProcess.h"
 #include "tools/norvik/Verb.h"
 
 namespace NorvikTool {
 namespace {
 
-constexpr char cStandinFolder[] = "..\\standins\\eapi\\";  // from the program's folder, in the build tree
-
 // Where the vendor's library would be found, and the file that describes the board, for the time of the step.
 class SimulatedBoard {
 public:
     SimulatedBoard() {
-        ::SetDllDirectoryA((ProgramFolder() + cStandinFolder).c_str());
+        ::SetDllDirectoryA((ProgramFolder() + cStandinFolder + "eapi").c_str());
         Cmn_FolderFinder::FindFolder(mFile, eFolder_Root);
         mFile += "demo board.txt";
         ::SetEnvironmentVariableA("NORVIK_BOARD_FILE", mFile);

@@ -32,7 +32,7 @@ constexpr unsigned cTurn = 20;       // ms that a loop waits, when two take turn
 constexpr size_t cLargestFrame = 1'000;
 constexpr char cType[] = "_norvik-demo._tcp", cName[] = "Engine 1 (demo)";
 
-// This process, and those that it starts, find the discovery library in the build tree for the time of the step.
+// The daemon of the simulated network, which this process and those that it starts find for the time of the step.
 class SimulatedNetwork {
 public:
     SimulatedNetwork() : mDaemon({"--port", "0"}, std::string(cStandinFolder) + "dnssd-daemon.exe") {
@@ -109,7 +109,8 @@ bool Talk(const Cmn_BonjourService& engine) {
 // Whether the report stands in the log once, and the tool lists it.
 bool IsListed(const std::string& report) {
     OtherProcess logs({"logs", "--reports"});
-    if (!logs.Wait(cLimit)) return false;
+    unsigned long code = 0;
+    if (!logs.WaitForOutput(cLimit, code)) return false;
     const std::vector<std::string> lines = logs.FirstLines();
     return CountInLog(report) == 1 && std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
                return line.find("DemoDiscovery.cpp(6)") != line.npos;

@@ -4,12 +4,11 @@
 
 #include "JRCmn/Cmn_BonjourLocator.h"
 #include "JRCmn/Cmn_FolderFinder.h"
+#include "JRCmn/Internal/Cmn_DnsSd.h"
 #include "tools/norvik/OtherProcess.h"
 
 namespace NorvikTool {
 namespace {
-
-constexpr int cNotRunning = -65563;
 
 void PrintState(const std::string& state) {
     static std::string before;
@@ -39,7 +38,7 @@ void UseStandinLibrary() {
 void PrintDaemonState(const Cmn_BonjourError& error) {
     if (error.IsOK()) {
         PrintState("running");
-    } else if (error == cNotRunning) {
+    } else if (error == NorvikLibInternal::kDNSServiceErr_ServiceNotRunning) {
         PrintState("daemon not running");
     } else {
         Print(std::string("Error: ") + error.ToString().c_str() + "\n");

@@ -16,8 +16,8 @@ namespace NorvikTool {
 // Lets "dnssd.dll" also be found in the folder of the option. False, after the line that says so, when there is none.
 bool FindLibrary(const Arguments& arguments);
 
-// Where the simulated network of the build tree lies (standins/dnssd), from the program's folder; and lets this process
-// find its library.
+// Where the stand-ins of the build tree lie, from the program's folder. The simulated network lies there itself; lets this
+// process find its library.
 constexpr char cStandinFolder[] = "..\\standins\\";
 bool IsStandinLibraryThere();
 void UseStandinLibrary();

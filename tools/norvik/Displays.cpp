@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
 #include <iostream>
 #include <optional>
 #include <stdexcept>
@@ -18,6 +17,7 @@
 #include "Shared/JR_FeatureToggles.h"
 #include "Shared/JR_ShellApp.h"
 #include "tools/norvik/DisplayDrawing.h"
+#include "tools/norvik/OutputFile.h"
 #include "tools/norvik/Verb.h"
 
 namespace NorvikTool {
@@ -238,9 +238,9 @@ void WritePicture(const std::string& path, const Situation& situation, const std
     std::vector<DrawnArrangement> arrangements = {
         {isNeeded ? "Now" : "Arrangement", Drawn(situation.displays)}};
     if (isNeeded) arrangements.push_back({"After norvik displays arrange", Drawn(after)});
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file << DrawAsSvg(situation.heading, situation.remark, arrangements) << std::flush;
-    if (!file) throw std::runtime_error("cannot write " + path);
+    OutputFile file(path);
+    file.Write(DrawAsSvg(situation.heading, situation.remark, arrangements));
+    file.Finish();
     Print("\nPicture: " + path + "\n");
 }
 

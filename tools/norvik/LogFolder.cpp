@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "JRCmn/Internal/Cmn_FileTime.h"
 #include "JRCmn/Internal/Cmn_Handle.h"
 
 namespace NorvikTool {
@@ -14,22 +15,9 @@ using NorvikLibInternal::FindHandle;
 using NorvikLibInternal::KernelHandle;
 
 constexpr std::size_t cStampBytes = 32;
-constexpr std::uint64_t cTicksPerMillisecond = 10'000;
-constexpr std::uint64_t cMillisecondsFrom1601To1970 = 11'644'473'600'000;
-
-std::uint64_t Join(DWORD high, DWORD low) {
-    return (std::uint64_t(high) << 32) | low;
-}
 
 std::int64_t ToStamp(const FILETIME& time) {
-    return static_cast<std::int64_t>(Join(time.dwHighDateTime, time.dwLowDateTime) / cTicksPerMillisecond -
-                                     cMillisecondsFrom1601To1970);
-}
-
-FILETIME ToFileTime(std::int64_t stamp) {
-    const std::uint64_t ticks =
-        (static_cast<std::uint64_t>(stamp) + cMillisecondsFrom1601To1970) * cTicksPerMillisecond;
-    return {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+    return static_cast<std::int64_t>(NorvikLibInternal::ToMilliseconds(time));
 }
 
 KernelHandle OpenShared(const std::string& path) {
@@ -66,7 +54,7 @@ std::optional<LogFile> FindLog(const std::string& path) {
     file.path = path;
     file.fileName = path.substr(path.find_last_of("\\/") + 1);
     file.name = ParseLogFileName(file.fileName);
-    file.size = Join(information.nFileSizeHigh, information.nFileSizeLow);
+    file.size = std::uint64_t{information.nFileSizeHigh} << 32 | information.nFileSizeLow;
     file.written = ToStamp(information.ftLastWriteTime);
     const auto stamp = FirstStamp(ReadUpTo(handle.Get(), 0, cStampBytes).value_or(""));
     file.beginsWithStamp = stamp.has_value();
@@ -116,7 +104,7 @@ int ZoneOffsetAt(std::int64_t stamp) {
     static int knownOffset = 0;
     if (stamp / quarter == knownQuarter) return knownOffset;
 
-    const FILETIME time = ToFileTime(stamp);
+    const FILETIME time = NorvikLibInternal::ToFileTime(static_cast<std::uint64_t>(stamp));
     FILETIME localTime;
     SYSTEMTIME utc, local;
     int offset = 0;

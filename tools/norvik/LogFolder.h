@@ -6,8 +6,8 @@
 //
 // Threads:   any
 // Ownership: results own their texts; no file stays open
-// Errors:    what cannot be read is thrown as std::runtime_error that names the file; TryReadBytes gives
-// nothing instead Units:     milliseconds since 1970 (UTC), zone offsets in minutes east of UTC
+// Errors:    what cannot be read is thrown as std::runtime_error that names the file; TryReadBytes gives nothing instead
+// Units:     milliseconds since 1970 (UTC), zone offsets in minutes east of UTC
 
 #include <cstdint>
 #include <optional>

@@ -9,7 +9,9 @@ namespace {
 
 constexpr std::size_t cTimeWidth = 23;
 
-std::string Printable(std::string_view text) {
+}  // namespace
+
+std::string PrintableText(std::string_view text) {
     std::string result;
     for (std::size_t i = 0; i < text.size();) {
         const auto c = static_cast<unsigned char>(text[i]);
@@ -30,8 +32,6 @@ std::string Printable(std::string_view text) {
     return result;
 }
 
-}  // namespace
-
 std::string LocalTimeText(std::int64_t stamp, int zoneOffset) {
     using namespace std::chrono;
     const sys_time<milliseconds> time{milliseconds(stamp) + minutes(zoneOffset)};
@@ -48,7 +48,7 @@ std::string LocalTimeText(std::int64_t stamp, int zoneOffset) {
 
 std::string Display(const LogLine& line, bool raw, int zoneOffset) {
     const std::string indent = raw ? "" : std::string(cTimeWidth + 1, ' ');
-    const std::string text = Printable(line.text) + (line.unfinished ? " ..." : "");
+    const std::string text = PrintableText(line.text) + (line.unfinished ? " ..." : "");
     switch (line.kind) {
         case LogLine::Kind::Note:
             return "--- " + text + " ---";

@@ -22,8 +22,11 @@ namespace NorvikTool {
 std::string LocalTimeText(std::int64_t stamp, int zoneOffset);
 
 // A line as it is shown: local time (or, raw, the stamp), or blanks of that width; "..." where text is
-// missing; control bytes as <00>, so that junk in a file does not reach the terminal.
+// missing; control bytes as PrintableText has them, so that junk in a file does not reach the terminal.
 std::string Display(const LogLine& line, bool raw, int zoneOffset);
+
+// Control bytes as <00>, several of one kind as <00 x12>.
+std::string PrintableText(std::string_view text);
 
 struct LogFileName {
     std::uint64_t run = 0;

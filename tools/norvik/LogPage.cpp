@@ -63,13 +63,6 @@ std::string Shortened(const std::string& text) {
     return text.size() <= cLongestCell ? text : text.substr(0, cLongestCell) + " ...";
 }
 
-std::string Printable(const std::string& text) {
-    LogLine line;
-    line.kind = LogLine::Kind::Continuation;
-    line.text = text;
-    return Display(line, true, 0);
-}
-
 // "1,234,567"
 std::string Grouped(std::uint64_t value) {
     std::string text = std::to_string(value);
@@ -82,7 +75,7 @@ std::string Grouped(std::uint64_t value) {
 std::string SearchFor(const FailureGroup& group) {
     if (!group.where.empty()) return group.where;
     std::string expression = "/";
-    for (const char c : Printable(group.what)) {
+    for (const char c : PrintableText(group.what)) {
         const bool isDigit = c >= '0' && c <= '9';
         if (std::string_view("\\^$.|?*+()[]{}/").find(c) != std::string_view::npos) expression += '\\';
         if (!isDigit) expression += c;
@@ -228,7 +221,7 @@ std::string LogPage::Failures(const std::vector<FailureGroup>& groups) const {
     };
     for (std::size_t i = 0; i < std::min(groups.size(), cMostRows); ++i) {
         const FailureGroup& group = groups[i];
-        const std::string what = Shortened(Printable(group.what));
+        const std::string what = Shortened(PrintableText(group.what));
         const std::string find = SearchFor(group);
         html += "<tr>" + Cell("td", std::to_string(group.count), " class=\"number\"") +
                 Cell("td", std::to_string(group.seen), " class=\"number\"") + "<td><span class=\"kind " +
@@ -249,11 +242,11 @@ std::string LogPage::BlockedLoops() const {
         const std::string lasted = loop.lasted ? std::to_string(*loop.lasted) + " ms" : "end not logged";
         html += "<details class=\"blocked\"" + std::string(i == 0 ? " open" : "") +
                 "><summary><span class=\"time\">" + LocalTimeText(time, 0) + "</span> <b>" +
-                HtmlText(loop.handler.empty() ? "unknown handler" : Printable(loop.handler)) +
+                HtmlText(loop.handler.empty() ? "unknown handler" : PrintableText(loop.handler)) +
                 "</b> <span class=\"kind slow\">" + lasted + "</span></summary>";
         std::string stack;
         for (const std::string& frame : loop.stack)
-            stack += Printable(frame) + "\n";
+            stack += PrintableText(frame) + "\n";
         html += stack.empty()
                     ? "<p class=\"quiet\">No stack: the loop was not watched (EnableWatchdogThread).</p>"
                     : "<pre tabindex=\"0\">" + HtmlText(stack) + "</pre>";

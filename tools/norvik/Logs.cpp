@@ -135,12 +135,9 @@ int Reports(const Files& files, const std::string& scope, FailureTable::Order or
         {"COUNT", "LINES", "KIND", "FIRST", "", "LAST", "", "WHERE", "WHAT"}};
     for (const FailureGroup& group : groups) {
         const auto first = DateAndTime(group.first), last = DateAndTime(group.last);
-        LogLine what;
-        what.kind = LogLine::Kind::Continuation;
-        what.text = group.what;
         rows.push_back({std::to_string(group.count), std::to_string(group.seen), group.kind, first[0],
                         first[1], last[0], last[1], group.where.empty() ? "-" : group.where,
-                        Display(what, true, 0)});
+                        PrintableText(group.what)});
     }
     PrintTable("rrlllllll", rows);
     return cSuccess;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstdio>
 #include <optional>
 #include <vector>
 
@@ -13,6 +14,10 @@ constexpr std::size_t cLongestName = 255;
 constexpr std::size_t cMacDigits = 12;
 constexpr std::string_view cLocal = "local";
 
+// As the groups of addresses of version 6 begin that stand for one of version 4: as sockets of both name it, and as
+// gateways between both do.
+constexpr std::string_view cMapped = "0:0:0:0:0:ffff:", cTranslated = "64:ff9b:";
+
 bool IsDigit(char c) {
     return c >= '0' && c <= '9';
 }
@@ -22,8 +27,7 @@ bool IsHex(char c) {
 }
 
 bool IsLetter(char c) {
-    // Letters beyond ASCII have several bytes or a code page; all of those are taken for letters.
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || static_cast<unsigned char>(c) >= 0x80;
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
 bool IsAlnum(char c) {
@@ -31,7 +35,8 @@ bool IsAlnum(char c) {
 }
 
 bool IsNameByte(char c) {
-    return IsAlnum(c) || c == '-' || c == '_';
+    // Letters beyond ASCII have several bytes or a code page; all of those are taken for letters.
+    return IsAlnum(c) || c == '-' || c == '_' || static_cast<unsigned char>(c) >= 0x80;
 }
 
 char Lower(char c) {
@@ -54,6 +59,19 @@ std::size_t RunLength(std::string_view text, std::size_t at, std::size_t limit, 
     while (length < limit && at + length < text.size() && isPart(text[at + length]))
         ++length;
     return length;
+}
+
+// "\x5C", as the tool's verbs show the backslash and bytes that cannot be printed. Other digits are no escape, but a
+// folder: "C:\x64".
+bool IsEscape(std::string_view text, std::size_t at) {
+    const std::string_view word = text.substr(std::min(at, text.size()), 4);
+    if (word == "\\x5C" || word == "\\x7F") return true;
+    return (word.starts_with("\\x0") || word.starts_with("\\x1")) && IsHex(At(word, 3));
+}
+
+bool BeginsWord(std::string_view text, std::size_t at) {
+    if (!IsNameByte(text[at]) && text[at] != ':') return false;  // "::ffff:a00:9"
+    return at == 0 || !IsAlnum(text[at - 1]) || (at >= 4 && IsEscape(text, at - 4));
 }
 
 // The word that ends before a place, without what may stand between it and a value.
@@ -82,17 +100,22 @@ bool SpeaksOfVersion(std::string_view word) {
 std::size_t Ipv4At(std::string_view text, std::size_t at, std::string& key) {
     if (at >= 2 && text[at - 1] == '.' && IsDigit(text[at - 2])) return 0;
     std::size_t end = at;
+    unsigned address = 0;
     for (int part = 0; part < 4; ++part) {
         if (part > 0 && At(text, end++) != '.') return 0;
         const std::size_t digits = RunLength(text, end, 4, IsDigit);
         if (digits == 0 || digits > 3) return 0;
-        int value = 0;
+        unsigned value = 0;
         for (std::size_t i = 0; i < digits; ++i)
-            value = value * 10 + (text[end + i] - '0');
+            value = value * 10 + static_cast<unsigned>(text[end + i] - '0');
         if (value > 255 || (part == 0 && (value == 0 || value == 127 || value >= 224))) return 0;
-        key += (part > 0 ? "." : "") + std::to_string(value);
+        address = address << 8 | value;
         end += digits;
     }
+    // As the groups that it is at the end of an address of version 6.
+    std::array<char, 16> groups = {};
+    std::snprintf(groups.data(), groups.size(), "%x:%x:", address >> 16, address & 0xFFFF);
+    key = groups.data();
     const bool goesOn = IsAlnum(At(text, end)) || (At(text, end) == '.' && IsDigit(At(text, end + 1)));
     return goesOn || SpeaksOfVersion(WordBefore(text, at)) ? 0 : end - at;
 }
@@ -119,32 +142,47 @@ bool FollowsAnotherGroup(std::string_view text, std::size_t at) {
     return digits > 0 && digits < 5 && (at < digits + 2 || !IsAlnum(text[at - 2 - digits]));
 }
 
+// One spelling of an address, empty when it is none.
+std::string Ipv6Key(std::string all) {
+    std::size_t longest = 0, digits = 0;
+    for (const char c : all)
+        longest = std::max(longest, digits = c == ':' ? 0 : digits + 1);
+    const std::size_t twins = all.find("::");
+    if (longest > 4 || all.find(":::") != all.npos || twins != all.rfind("::")) return {};
+    if (twins == 0) all.insert(0, 1, '0');
+    if (all.ends_with("::")) all += '0';
+    if (all[0] == ':') return {};
+
+    std::vector<std::string> groups = Groups(all);
+    const auto gap = std::find(groups.begin(), groups.end(), "");
+    const bool hasGap = gap != groups.end();
+    const std::size_t missing = 9 - groups.size();
+    if (hasGap ? missing > 8 : missing != 1) return {};
+    if (hasGap) groups.insert(groups.erase(gap), missing, "0");
+    std::string key;
+    for (const std::string& group : groups)
+        key += group + ":";
+    if (key.starts_with(cMapped)) return key.substr(cMapped.size());
+    // Every other address that is written with a gap, and names a machine, begins with a long group; "12::30" and
+    // "::dec" do not.
+    return !hasGap || all.find(':') > 2 || key.starts_with(cTranslated) ? key : "";
+}
+
 std::size_t Ipv6At(std::string_view text, std::size_t at, std::string& key) {
     if (FollowsAnotherGroup(text, at)) return 0;
     std::size_t length = RunLength(text, at, 40, [](char c) { return IsHex(c) || c == ':'; });
     if (length > 1 && text[at + length - 1] == ':' && text[at + length - 2] != ':') --length;
-    if (length < 4 || IsAlnum(At(text, at + length))) return 0;
-    const std::string_view all = text.substr(at, length);
-    std::size_t longest = 0, digits = 0;
-    for (const char c : all)
-        longest = std::max(longest, digits = c == ':' ? 0 : digits + 1);
-    if (longest > 4 || all[0] == ':' || all.find(":::") != all.npos) return 0;
-
-    std::vector<std::string> groups = Groups(all);
-    const auto gap = std::find(groups.begin(), groups.end(), "");
-    if (gap == groups.end()) {
-        if (groups.size() != 8) return 0;
-    } else {
-        // Every address that is written with a gap, and names a machine, begins with a long group; "12::30" does not.
-        if (all.find(':') < 3 || groups.size() > 8 || all.find("::") != all.rfind("::")) return 0;
-        const std::size_t missing = 9 - groups.size() + (all.ends_with("::") ? 1 : 0);
-        const auto from = groups.erase(gap);
-        groups.insert(from, std::min<std::size_t>(missing, 8), "0");
-        groups.resize(8, "0");
+    std::string all(text.substr(at, length));
+    // "64:ff9b::10.0.0.9"
+    const std::size_t last = all.rfind(':') + 1;
+    std::string groups;
+    if (const std::size_t dotted = last == 0 ? 0 : Ipv4At(text, at + last, groups)) {
+        all.replace(last, all.npos, groups, 0, groups.size() - 1);
+        length = last + dotted;
     }
-    for (const std::string& group : groups)
-        key += group + ":";
-    return length;
+    if (length < 4 || IsAlnum(At(text, at + length))) return 0;
+    key = Ipv6Key(all);
+    return key.empty() ? 0 : length;
 }
 
 // "21-11-26-18-59-29": two digits each for a date and a time of the day.
@@ -228,12 +266,12 @@ void Masker::Learn(std::string_view text) {
 }
 
 std::string_view Masker::HostAt(std::string_view text, std::size_t at, std::size_t& length) {
-    if (at > 0 && (IsNameByte(text[at - 1]))) return {};
+    if (at > 0 && IsNameByte(text[at - 1]) && !(at >= 4 && IsEscape(text, at - 4))) return {};
     const std::string_view name = NameAt(text, at);
     length = name.size();
     const std::string lower = Lower(name);
     if (const auto host = BeforeLocal(lower)) {
-        AddHost(*host);
+        if (at == 0 || !IsEscape(text, at - 1)) AddHost(*host);
         if (const auto known = mHosts.find(*host); known != mHosts.end()) return known->second;
     }
     if (const auto whole = mHosts.find(lower); whole != mHosts.end()) return whole->second;
@@ -244,7 +282,7 @@ std::string_view Masker::HostAt(std::string_view text, std::size_t at, std::size
 
 // What replaces the text at a place where a word may begin; empty when it stays.
 std::string_view Masker::ReplacementAt(std::string_view text, std::size_t at, std::size_t& length) {
-    if (IsHex(text[at])) {
+    if (IsHex(text[at]) || text[at] == ':') {
         std::string key;
         if ((length = MacAt(text, at, key)) != 0) return Address(key, "mac-");
         key.clear();
@@ -264,9 +302,9 @@ std::string Masker::Mask(std::string_view text) {
     std::string masked;
     masked.reserve(text.size());
     for (std::size_t at = 0; at < text.size();) {
-        const bool begins = IsNameByte(text[at]) && (at == 0 || !IsAlnum(text[at - 1]));
         std::size_t length = 0;
-        const std::string_view word = begins ? ReplacementAt(text, at, length) : std::string_view();
+        const std::string_view word =
+            BeginsWord(text, at) ? ReplacementAt(text, at, length) : std::string_view();
         if (word.empty()) {
             masked += text[at++];
         } else {

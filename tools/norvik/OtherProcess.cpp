@@ -14,7 +14,6 @@ using NorvikLibInternal::KernelHandle;
 constexpr unsigned cKillTimeout = 10'000;  // ms
 constexpr unsigned cEndTimeout = 1'000;    // ms, from the end of its output to its own
 constexpr DWORD cKilled = 137;             // its exit code
-constexpr size_t cLongestLine = 4'096;
 
 std::string ProgramPath() {
     char path[MAX_PATH] = "";
@@ -69,20 +68,30 @@ long OtherProcess::ReadLines() {
     while (::ReadFile(mOutput.Get(), buffer, sizeof buffer, &size, nullptr) && size != 0) {
         const IPC_BenaphoreLocker locker(mLock);
         for (const char c : std::string_view(buffer, size)) {
-            if (c == '\n' && mLines.size() < mKeptLines) mLines.push_back(rest);
             if (c == '\n') {
+                KeepLine(rest);
                 rest.clear();
             } else if (rest.size() < cLongestLine) {
                 rest += c;
+            } else {
+                mIsCut = true;
             }
         }
         mNews.Set();
     }
     const IPC_BenaphoreLocker locker(mLock);
-    if (!rest.empty() && mLines.size() < mKeptLines) mLines.push_back(rest);  // without a line feed
+    if (!rest.empty()) KeepLine(rest);  // without a line feed
     mIsOutputOver = true;
     mNews.Set();
     return 0;
+}
+
+void OtherProcess::KeepLine(const std::string& line) {
+    if (mLines.size() < mKeptLines) {
+        mLines.push_back(line);
+    } else {
+        mIsCut = true;
+    }
 }
 
 bool OtherProcess::WaitForLine(const std::string& beginning, unsigned timeoutMs) {
@@ -105,6 +114,11 @@ bool OtherProcess::WaitForLine(const std::string& beginning, unsigned timeoutMs)
 std::vector<std::string> OtherProcess::FirstLines() const {
     const IPC_BenaphoreLocker locker(mLock);
     return mLines;
+}
+
+bool OtherProcess::IsCut() const {
+    const IPC_BenaphoreLocker locker(mLock);
+    return mIsCut;
 }
 
 std::vector<std::string> OtherProcess::TakeLines() {

@@ -28,6 +28,8 @@ std::string ProgramFolder();
 
 class OtherProcess {
 public:
+    static constexpr std::size_t cLongestLine = 4'096;  // what is behind it is dropped
+
     // The program's path counts from the folder of this one; empty is this one.
     explicit OtherProcess(const std::vector<std::string>& words, const std::string& program = "",
                           std::size_t keptLines = 100);
@@ -41,6 +43,8 @@ public:
     std::vector<std::string> FirstLines() const;
     // The same, and makes room for as many more: for a process that goes on telling.
     std::vector<std::string> TakeLines();
+    // Whether lines or ends of lines were dropped.
+    bool IsCut() const;
 
     // Whether it has ended.
     bool Wait(unsigned timeoutMs);
@@ -53,13 +57,14 @@ public:
 
 private:
     long ReadLines();
+    void KeepLine(const std::string& line);
 
     NorvikLibInternal::KernelHandle mJob, mOutput;
     IPC_RemoteProcess mProcess;
     mutable IPC_Benaphore mLock;  // of the lines
     std::vector<std::string> mLines;
     const std::size_t mKeptLines;
-    bool mIsOutputOver = false;
+    bool mIsOutputOver = false, mIsCut = false;
     IPC_Event mNews;  // another line, or the end
     Cmn_Thread mReader{"Other process", eNormal, 0};
 };

@@ -7,6 +7,7 @@
 #include "JRCmn/Cmn_DefaultLog.h"
 #include "JRCmn/Cmn_EventManager.h"
 #include "JRCmn/Cmn_Thread.h"
+#include "JRCmn/Internal/Cmn_DnsSd.h"
 #include "tools/norvik/Discovery.h"
 
 namespace NorvikTool {
@@ -55,7 +56,8 @@ int RunPublish(const Arguments& arguments) {
     const Cmn_BonjourError error =
         publisher.Register(words[0], port, Cmn_BonjourServicePublisher::kInterfaceIndexAny, tell);
     if (!error.IsOK()) tell(error);
-    const bool isHopeless = !error.IsOK() && error.GetErrorCode() != -65563;
+    const bool isHopeless =
+        !error.IsOK() && error.GetErrorCode() != NorvikLibInternal::kDNSServiceErr_ServiceNotRunning;
     if (isHopeless) return cFailure;
 
     // A program that was started without any input goes on until it is ended.

@@ -53,29 +53,6 @@ int64_t Now() {
     return static_cast<int64_t>(Cmn_Time::GetInMilliseconds());
 }
 
-// One line between two processes, both ways.
-struct Link {
-    const char* name;                              // what both call it: the console by the other end's name
-    SoakProcess* other;                            // the end that is not the console
-    bool byAddress;                                // and the discovery: a connection to an engine
-    std::map<std::string, uint64_t> ours, theirs;  // the status of the console's end, and of the other
-    LinkCounts theirPast;                          // of the other end's earlier lives
-    ProgressWatch progress;
-    int cuts = 0;       // that explain that it closes, since it was connected
-    uint64_t lost = 0;  // that were under way when it closed for no reason
-    bool isHung = false;
-
-    Link(const char* linkName, SoakProcess& end, bool isByAddress)
-        : name(linkName), other(&end), byAddress(isByAddress) {}
-
-    bool IsOpen() { return ours["open"] != 0; }
-    LinkCounts Ours() const { return CountsOf(ours); }
-    LinkCounts Theirs() const {
-        LinkCounts counts = theirPast;
-        return counts += CountsOf(theirs);
-    }
-};
-
 std::string Folder(const std::string& parent, const char* name) {
     std::string folder = parent + "\\" + name;
     ::CreateDirectoryA(folder.c_str(), nullptr);
@@ -104,7 +81,7 @@ private:
     void WatchLoop(SoakProcess& part, int64_t now);
     void Lived(SoakProcess& part);
     void Watch(int64_t now);
-    void WatchLink(Link& link, int64_t now);
+    void WatchLink(SoakLink& link, int64_t now);
     void ReadLogs();
     void MeasureSurvivors(int64_t now);
     bool IsWhole(int64_t now);
@@ -112,7 +89,7 @@ private:
     void JudgeGrowth(const char* who, const GrowthWatch& growth);
     void Fail(const std::string& what);
     void PrintFigures(int64_t now);
-    uint64_t Lost(Link& link) { return link.lost + link.Ours().lost + link.Theirs().lost; }
+    std::string NotExercised() const;
 
     const std::string mRoot = RootFolder();
     const int64_t mStart = Now(), mEnd;
@@ -128,7 +105,7 @@ private:
     std::map<SoakProcess*, ProgressWatch> mLoops;
     std::map<SoakProcess*, uint64_t> mSigns;  // that were traced, as the part says
     std::map<SoakProcess*, uint64_t> mSignsInLog;
-    Link mLinks[3] = {
+    SoakLink mLinks[3] = {
         {cSteadyEngine, mSteady, true}, {cMortalEngine, mMortal, true}, {"helper", mHelper, false}};
     uint64_t mPosted = 0, mCommand = 0, mCommands = 0, mCommandsLost = 0;
     ProgressWatch mShellProgress, mDiscoveryHindrance;
@@ -177,7 +154,7 @@ void Run::StartAll() {
         if (!part->IsUp()) part->Start();
         mLoops[part].Hindered(Now());
     }
-    for (Link& link : mLinks)
+    for (SoakLink& link : mLinks)
         link.progress.Hindered(Now());
     mShellProgress.Hindered(Now());
 }
@@ -217,7 +194,7 @@ void Run::Handle(SoakProcess& part, const std::string& line) {
 void Run::TakeStatus(SoakProcess& part, const std::string& line) {
     const std::string name = line.substr(5, line.find(' ', 5) - 5);
     if (name == "shell") mPosted = ParseStatus(line)["sent"];
-    for (Link& link : mLinks) {
+    for (SoakLink& link : mLinks) {
         if (&part == link.other) link.theirs = ParseStatus(line);
         if (&part != &mConsole || name != link.name) continue;
         auto status = ParseStatus(line);
@@ -230,10 +207,10 @@ void Run::TakeStatus(SoakProcess& part, const std::string& line) {
 
 // Only the killer's work explains that a connection ends; what was under way then cannot arrive.
 void Run::TakeClosed(const std::string& line) {
-    for (Link& link : mLinks) {
+    for (SoakLink& link : mLinks) {
         if (!line.starts_with(std::string("closed ") + link.name)) continue;
         if (link.cuts == 0) {
-            link.lost += ParseStatus(line)["unacknowledged"];
+            link.left += ParseStatus(line)["unacknowledged"];
             Fail(line + ", though nobody cut it");
         }
     }
@@ -276,7 +253,7 @@ void Run::WatchLoop(SoakProcess& part, int64_t now) {
 }
 
 void Run::Lived(SoakProcess& part) {
-    for (Link& link : mLinks) {
+    for (SoakLink& link : mLinks) {
         if (link.other != &part) continue;
         link.theirPast += CountsOf(link.theirs);
         link.theirs.clear();
@@ -289,7 +266,7 @@ void Run::Lived(SoakProcess& part) {
 
 void Run::Watch(int64_t now) {
     if (!mDaemon.IsUp()) mDiscoveryHindrance.Hindered(now + cSettling);
-    for (Link& link : mLinks) {
+    for (SoakLink& link : mLinks) {
         if (link.byAddress && mKiller->AddressCuts() != mSeenCuts) ++link.cuts;
         WatchLink(link, now);
     }
@@ -303,7 +280,7 @@ void Run::Watch(int64_t now) {
     }
 }
 
-void Run::WatchLink(Link& link, int64_t now) {
+void Run::WatchLink(SoakLink& link, int64_t now) {
     link.progress.Reached(link.Ours().acknowledged + link.Theirs().acknowledged, now);
     const bool needsDiscovery = link.byAddress && !link.IsOpen();
     if (!link.other->IsUp() || now > mEnd - cDrain || (link.byAddress && mKiller->IsAddressHindered(now)) ||
@@ -338,7 +315,7 @@ void Run::ReadLogs() {
 // Everything is as it shall be, and has been for a while: the connections, and what the discovery watches, have their
 // handles.
 bool Run::IsWhole(int64_t now) {
-    return std::all_of(std::begin(mLinks), std::end(mLinks), [](Link& link) { return link.IsOpen(); }) &&
+    return std::all_of(std::begin(mLinks), std::end(mLinks), [](SoakLink& link) { return link.IsOpen(); }) &&
            std::all_of(std::begin(mParts), std::end(mParts),
                        [](SoakProcess* part) { return part->IsUp(); }) &&
            mDiscoveryHindrance.Standing(now) > cSettling && !mKiller->IsAddressHindered(now);
@@ -361,27 +338,25 @@ void Run::MeasureSurvivors(int64_t now) {
 // ---- What comes of it
 
 void Run::JudgeGrowth(const char* who, const GrowthWatch& growth) {
-    const auto print = [](const Resources& r) {
-        return std::to_string(r.handles) + " handles, " + std::to_string(r.privateKB) + " KB private, " +
-               std::to_string(r.workingSetKB) + " KB working set";
-    };
-    Print(std::string("  ") + who + " at start: " + print(growth.Start()) + "\n");
-    Print(std::string("  ") + who + " at end:   " + print(growth.End()) + "\n");
+    for (const auto& [when, r] : {std::pair("at start: ", growth.Start()), {"at end:   ", growth.End()}})
+        PrintFormat("  %s %s%I64u handles, %I64u KB private, %I64u KB working set\n", who, when, r.handles,
+                    r.privateKB, r.workingSetKB);
     const std::string verdict = growth.Verdict(cAllowance);
     if (!growth.IsComplete()) Fail(std::string(who) + " was not seen at start and end with all others there");
     if (!verdict.empty()) Fail(std::string(who) + " has grown: " + verdict);
 }
 
 void Run::Judge() {
-    for (Link& link : mLinks) {
-        const uint64_t left = link.ours["inflight"] + link.theirs["inflight"];
-        link.lost += left;
+    for (SoakLink& link : mLinks) {
+        link.left += link.ours["inflight"];
+        link.theirLeft += link.theirs["inflight"];
         if (!link.IsOpen()) Fail(std::string("console and ") + link.name + " are not connected at the end");
-        if (Lost(link) != 0)
-            Fail(std::to_string(Lost(link)) + " messages were lost between console and " + link.name);
+        if (link.Lost() != 0)
+            Fail(std::to_string(link.Lost()) + " messages were lost between console and " + link.name);
         if (link.Ours().wrong + link.Theirs().wrong != 0)
             Fail(std::string("torn or doubled messages between console and ") + link.name);
     }
+    if (mCommand != 0 && mPosted > mCommand) mCommandsLost += mPosted - mCommand;
     if (mCommandsLost != 0 || mCommand != mPosted)
         Fail(std::to_string(mCommandsLost) + " commands to the shell were lost; the last one was " +
              std::to_string(mPosted) + ", it got " + std::to_string(mCommand));
@@ -398,14 +373,14 @@ void Run::Judge() {
 void Run::PrintFigures(int64_t now) {
     PrintFormat("After %I64d s:\n", (now - mStart + 500) / 1'000);
     std::vector<std::vector<std::string>> rows = {{"", "", "sent", "received", "lost", "reconnects"}};
-    for (Link& link : mLinks) {
+    for (SoakLink& link : mLinks) {
         const LinkCounts our = link.Ours(), their = link.Theirs();
         const uint64_t connects = link.ours["connects"];
         const std::string again = std::to_string(connects - std::min<uint64_t>(connects, 1));
         rows.push_back({"", std::string("console to ") + link.name, std::to_string(our.sent),
-                        std::to_string(their.received), std::to_string(their.lost + link.lost), again});
+                        std::to_string(their.received), std::to_string(link.LostFromConsole()), again});
         rows.push_back({"", std::string(link.name) + " to console", std::to_string(their.sent),
-                        std::to_string(our.received), std::to_string(our.lost), again});
+                        std::to_string(our.received), std::to_string(link.LostToConsole()), again});
     }
     rows.push_back({"", "console to shell", std::to_string(mPosted), std::to_string(mCommands),
                     std::to_string(mCommandsLost), std::to_string(mShell.Starts() - 1)});
@@ -420,6 +395,20 @@ void Run::PrintFigures(int64_t now) {
     for (const auto& [what, count] : mReports)
         PrintFormat("  %I64u times %s\n", count, what.c_str());
     Flush();
+}
+
+// What the run did not do, and so says nothing about.
+std::string Run::NotExercised() const {
+    std::string names;
+    const auto add = [&names](bool isDone, const std::string& name) {
+        if (!isDone) names += (names.empty() ? "" : ", ") + name;
+    };
+    add(mKiller->AddressCuts() != 0, "address away");
+    add(mKiller->DiskFills() != 0, "disk full");
+    add(mKiller->LogHolds() != 0, "logs held");
+    for (const SoakProcess* const part : {&mDaemon, &mMortal, &mHelper, &mShell})
+        add(part->Starts() > 1, "death of " + part->Name());
+    return names;
 }
 
 int Run::Execute() {
@@ -447,8 +436,10 @@ int Run::Execute() {
     }
     ReadParts();
     ReadLogs();
-    PrintFigures(Now());
     Judge();
+    PrintFigures(Now());
+    const std::string missing = NotExercised();
+    if (!missing.empty()) Print("Not exercised: " + missing + "\n");
     PrintFormat("%s, seed %I64u\n", mFailures == 0 ? "All went well" : "The run has FAILED", mSeed);
     return mFailures == 0 ? cSuccess : cFailure;
 }
@@ -466,8 +457,8 @@ int RunSoak(const Arguments& arguments) {
             throw UsageError("minutes are a number from 1 to 10080, not '" + words[0] + "'");
     }
     const std::string fault = arguments.Text("--plant", "");
-    if (!std::set<std::string>{"", "drop", "leak", "hang"}.contains(fault))
-        throw UsageError("--plant takes drop, leak or hang");
+    if (!std::set<std::string>{"", "drop", "leak", "memory", "hang"}.contains(fault))
+        throw UsageError("--plant takes drop, leak, memory or hang");
     if (!IsStandinLibraryThere())
         throw std::runtime_error(
             "there is no simulated network beside this program (it lies in the build tree)");
@@ -487,7 +478,7 @@ const Verb cSoakVerb{
     "failure was reported, or the memory or handles of one that lives through it have grown. It\n"
     "needs the build tree, and writes into the log folder.\n",
     {{"--seed", "N", "of what happens when; without it another one each time"},
-     {"--plant", "FAULT", "drop, leak or hang: to see that it is noticed"}},
+     {"--plant", "FAULT", "drop, leak, memory or hang: to see that it is noticed"}},
     &RunSoak};
 
 }  // namespace NorvikTool

@@ -24,6 +24,7 @@ LinkCounts& LinkCounts::operator+=(const LinkCounts& other) {
     received += other.received;
     lost += other.lost;
     wrong += other.wrong;
+    unanswered += other.unanswered;
     return *this;
 }
 
@@ -42,6 +43,7 @@ void NumberedLink::Take(std::string_view frame) {
     const bool isAcknowledgement = frame.starts_with('a');
     const bool isNumbered = ReadNumber(frame, number);
     if (isNumbered && isAcknowledgement && number > mLastAcknowledged && number <= mCounts.sent) {
+        mCounts.unanswered += number - mLastAcknowledged - 1;
         mLastAcknowledged = number;
         ++mCounts.acknowledged;
     } else if (isNumbered && !isAcknowledgement && number > mLastReceived && frame == Message(number)) {
@@ -93,12 +95,12 @@ std::map<std::string, uint64_t> ParseStatus(std::string_view line) {
 std::string StatusText(const LinkCounts& counts) {
     return "sent=" + std::to_string(counts.sent) + " acknowledged=" + std::to_string(counts.acknowledged) +
            " received=" + std::to_string(counts.received) + " lost=" + std::to_string(counts.lost) +
-           " wrong=" + std::to_string(counts.wrong);
+           " wrong=" + std::to_string(counts.wrong) + " unanswered=" + std::to_string(counts.unanswered);
 }
 
 LinkCounts CountsOf(const std::map<std::string, uint64_t>& status) {
     return {Value(status, "sent"), Value(status, "acknowledged"), Value(status, "received"),
-            Value(status, "lost"), Value(status, "wrong")};
+            Value(status, "lost"), Value(status, "wrong"),        Value(status, "unanswered")};
 }
 
 }  // namespace NorvikTool

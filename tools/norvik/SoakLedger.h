@@ -6,7 +6,7 @@
 //   NumberedLink link([&](std::string_view frame) { Send(frame); });   // one end of a connection, for as long as it lasts
 //   link.SendNext();                                                   // again and again
 //   link.Take(frame);                                                  // whatever arrives
-//   link.Counts().lost, link.InFlight()                                // both 0 when all is well and everything is read
+//   LostBetween(link.Counts(), other.Counts()), link.InFlight()        // both 0 when all is well and everything is read
 //
 // Threads:   an object belongs to one thread at a time
 // Ownership: owns its texts and functions
@@ -26,9 +26,16 @@ struct LinkCounts {
     uint64_t sent = 0, acknowledged = 0;  // of this end's messages
     uint64_t received = 0, lost = 0;      // of the other end's; lost: left out in their numbers
     uint64_t wrong = 0;                   // frames that are torn, doubled, or out of order
+    uint64_t unanswered = 0;              // of this end's: left out in the acknowledgements
 
     LinkCounts& operator+=(const LinkCounts& other);
 };
+
+// What got lost on the way from the one to the other. Of a message both know, of an acknowledgement only the sender: what is
+// the same message counts once.
+inline uint64_t LostBetween(const LinkCounts& sender, const LinkCounts& receiver) {
+    return std::max(sender.unanswered, receiver.lost);
+}
 
 // Messages are numbered from 1 in each connection, have a length and a content that follow from the number, and are
 // acknowledged one by one.
@@ -41,7 +48,8 @@ public:
 
     void SendNext();
     void Take(std::string_view frame);
-    uint64_t InFlight() const { return mCounts.sent - mCounts.acknowledged; }
+    // Sent behind the last one that was acknowledged.
+    uint64_t InFlight() const { return mCounts.sent - mLastAcknowledged; }
     const LinkCounts& Counts() const { return mCounts; }
 
 private:

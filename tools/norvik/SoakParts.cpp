@@ -49,8 +49,8 @@ uint64_t Now() {
 // Lets the run see whether it notices.
 struct Planted {
     explicit Planted(const std::string& fault)
-        : drops(fault == "drop"), leaks(fault == "leak"), hangs(fault == "hang") {}
-    const bool drops, leaks, hangs;
+        : drops(fault == "drop"), leaks(fault == "leak"), hangs(fault == "hang"), grows(fault == "memory") {}
+    const bool drops, leaks, hangs, grows;
 };
 
 // What every part does: a loop, life signs in the log, its figures on the output.
@@ -201,7 +201,7 @@ private:
         return {reinterpret_cast<const char*>(data), size};
     }
 
-    static constexpr int cHangsAfter = 800;  // ticks
+    static constexpr int cHangsAfter = 500;  // ticks
 
     const std::string mName;
     std::list<Console> mConsoles;
@@ -356,7 +356,6 @@ private:
             [&engine](const unsigned char* data, uint64_t size) { engine.client->Send(data, size); });
         engine.lastHeard = Now();
         ++engine.connects;
-        if (planted.leaks) ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
         engine.client->DisableNaggle();
         engine.client->StartReading();
     }
@@ -369,6 +368,8 @@ private:
     }
 
     void Tick() override {
+        if (planted.leaks && ++mTicks % cLeaksEvery == 0) ::CreateEventA(nullptr, TRUE, FALSE, nullptr);
+        if (planted.grows) ::HeapAlloc(::GetProcessHeap(), HEAP_ZERO_MEMORY, cGrowsBy);
         for (EngineLink& engine : mEngines) {
             if (!engine.link) {
                 const bool isTime = !engine.isConnecting && Now() >= engine.nextAttempt;
@@ -397,12 +398,15 @@ private:
                       engine.connects);
         }
         PrintLink("helper", mPipe.IsOpen(), mPipe.Counts(), mPipe.InFlight(), mPipe.Connects());
-        PrintLink("shell", mIsShellThere, {static_cast<uint64_t>(mCommands), 0, 0, 0, 0}, 0, 0);
+        PrintLink("shell", mIsShellThere, {static_cast<uint64_t>(mCommands), 0, 0, 0, 0, 0}, 0, 0);
     }
+
+    static constexpr int cLeaksEvery = 50;      // ticks
+    static constexpr size_t cGrowsBy = 40'000;  // bytes, at each tick
 
     EngineLink mEngines[2] = {EngineLink(cSteadyEngine), EngineLink(cMortalEngine)};
     PipeEnd mPipe{loop, IPC_NamedPipe::eReconnect_OnWrite};  // its reading thread connects again
-    int mCommands = 0;
+    int mCommands = 0, mTicks = 0;
     uint64_t mNextCommand = 0;
     bool mIsShellThere = false;
     Cmn_BonjourLocator mLocator{cType,
@@ -429,12 +433,12 @@ int RunSoakPart(const Arguments& arguments) {
 }  // namespace
 
 extern const Verb cSoakPartVerb;
-const Verb cSoakPartVerb{
-    "soak-part",
-    "console PIPE | engine NAME | helper PIPE",
-    "",
-    "",
-    {{"--stop-at", "MS", "since 1970, when it sends no more"}, {"--plant", "FAULT", "drop, leak or hang"}},
-    &RunSoakPart};
+const Verb cSoakPartVerb{"soak-part",
+                         "console PIPE | engine NAME | helper PIPE",
+                         "",
+                         "",
+                         {{"--stop-at", "MS", "since 1970, when it sends no more"},
+                          {"--plant", "FAULT", "drop, leak, memory or hang"}},
+                         &RunSoakPart};
 
 }  // namespace NorvikTool

@@ -1,6 +1,7 @@
 #pragma once
 
-// A part of the endurance run as its controller holds it: a process that is ended and comes back (docs/soak.md).
+// A part of the endurance run as its controller holds it: a process that is ended and comes back; and what the console has to
+// do with another one (docs/soak.md).
 //
 //   SoakProcess engine("engine2", {"soak-part", "engine", "engine2"}, "", root);
 //   engine.Start();
@@ -11,6 +12,7 @@
 // Errors:    a process that cannot be started is one that has ended by itself
 // Units:     milliseconds since 1970; KB are 1,024 bytes
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -63,6 +65,33 @@ private:
     int64_t mStartAgainAt = 0;
     int mStarts = 0;
     std::vector<Log> mLogs;
+};
+
+// One line between two processes, both ways.
+struct SoakLink {
+    const char* name;                              // what both call it: the console by the other end's name
+    SoakProcess* other;                            // the end that is not the console
+    bool byAddress;                                // and the discovery: a connection to an engine
+    std::map<std::string, uint64_t> ours, theirs;  // the status of the console's end, and of the other
+    LinkCounts theirPast;                          // of the other end's earlier lives
+    ProgressWatch progress;
+    int cuts = 0;  // that explain that it closes, since it was connected
+    // Under way when it closed for no reason, or at the end: from the console, and to it.
+    uint64_t left = 0, theirLeft = 0;
+    bool isHung = false;
+
+    SoakLink(const char* linkName, SoakProcess& end, bool isByAddress)
+        : name(linkName), other(&end), byAddress(isByAddress) {}
+
+    bool IsOpen() { return ours["open"] != 0; }
+    LinkCounts Ours() const { return CountsOf(ours); }
+    LinkCounts Theirs() const {
+        LinkCounts counts = theirPast;
+        return counts += CountsOf(theirs);
+    }
+    uint64_t LostFromConsole() const { return LostBetween(Ours(), Theirs()) + left; }
+    uint64_t LostToConsole() const { return LostBetween(Theirs(), Ours()) + theirLeft; }
+    uint64_t Lost() const { return LostFromConsole() + LostToConsole(); }
 };
 
 }  // namespace NorvikTool

@@ -1,13 +1,12 @@
 // norvik toggles: what is switched on, and switching it for the programs that start from now on.
 
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "IPC/IPC_Mutex.h"
 #include "JRCmn/Cmn_DefaultLog.h"
 #include "JRCmn/Cmn_FS.h"
+#include "Shared/Internal/JR_FeatureFileTurn.h"
 #include "Shared/JR_FeatureToggles.h"
 #include "tools/norvik/Verb.h"
 
@@ -61,9 +60,8 @@ int List(bool onlyPublic, bool onlyChanged) {
 }
 
 int Set(const std::string& name, bool value) {
-    IPC_NamedMutex turn("NorvikLib ft.dat");  // as a save takes it: nobody switches another toggle meanwhile
-    if (!turn.Create()) throw std::runtime_error("another program switches toggles");
-    const std::lock_guard lock(turn, std::adopt_lock);
+    const NorvikLibInternal::FeatureFileTurn turn;  // nobody switches another toggle meanwhile
+    if (!turn.IsHeld()) throw std::runtime_error("another program switches toggles");
     const Manager manager;
     size_t number = 0;
     while (number < Feature::Count && manager->GetName(At(static_cast<int>(number))) != name)

@@ -1,21 +1,18 @@
 #pragma once
 
-// What a verb of the tool is, its options, and how it prints. A verb is one file that defines one Verb, and
-// one line in the table of Main.cpp:
+// What a verb of the tool is, its options, and how it prints. A verb is one file that defines one Verb, and one line in the
+// table of Main.cpp:
 //
 //   int RunEcho(const Arguments& arguments) {
 //       for (const std::string& word : arguments.Positionals()) Print(word + "\n");
 //       return cSuccess;
 //   }
-//   const Verb cEchoVerb{"echo", "WORD...", "print the words", "", {{"--loud", nullptr, "in capitals"}},
-//   RunEcho};
+//   const Verb cEchoVerb{"echo", "WORD...", "print the words", "", {{"--loud", nullptr, "in capitals"}}, &RunEcho};
 //
 // Threads:   the main thread; Print and Flush must not be called from two threads at once
 // Ownership: texts of a Verb are literals
-// Errors:    a wrong command line is thrown as UsageError (exit code 2), everything else that ends a verb as
-// another
-//            std::exception (exit code 1); Main prints their text. Print throws OutputClosed when nobody
-//            reads any more.
+// Errors:    a wrong command line is thrown as UsageError (exit code 2), everything else that ends a verb as another
+//            std::exception (exit code 1); Main prints their text. Print throws OutputClosed when nobody reads any more.
 // Units:     none
 
 #include <cstdint>
