@@ -1,5 +1,6 @@
 // SRV records: any bytes against a reader that goes by positions, and host names through the writer and back.
 
+#include <cctype>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -27,14 +28,16 @@ std::optional<Labels> ReadLabels(const std::string& data) {
     return std::nullopt;
 }
 
-// Every byte as "\ddd", which any reader of names takes.
-std::string EscapeAll(const Labels& labels) {
+// As the discovery library writes a name: what is special in it, or cannot be seen, has a backslash in front; with `all`, every
+// byte has, which any reader of names takes.
+std::string Escape(const Labels& labels, bool all) {
     std::string name;
     for (const std::string& label : labels) {
         for (const char c : label) {
-            char digits[8];
-            std::snprintf(digits, sizeof digits, "\\%03d", static_cast<unsigned char>(c));
-            name += digits;
+            char text[8];
+            const bool isNumber = all || c == ' ' || (!std::isgraph(static_cast<unsigned char>(c)) && c >= 0);
+            std::snprintf(text, sizeof text, "\\%03d", static_cast<unsigned char>(c));
+            name += isNumber ? text : c == '.' ? "\\." : c == '\\' ? "\\\\" : std::string(1, c);
         }
         name += '.';
     }
@@ -65,6 +68,7 @@ FUZZ_TARGET(SrvRecords) {
         SAME(record->port, static_cast<unsigned char>(data[4]) * 256 + static_cast<unsigned char>(data[5]));
         const std::string wire = SrvRecordData(record->port, record->host);
         SAME(wire, std::string(4, '\0') + data.substr(4));
-        SAME(wire, SrvRecordData(record->port, EscapeAll(*labels)));
+        SAME(record->host, Escape(*labels, false));
+        SAME(wire, SrvRecordData(record->port, Escape(*labels, true)));
     }
 }
