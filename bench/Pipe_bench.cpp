@@ -1,6 +1,7 @@
 // Round trips through a named pipe and streams to an event-driven server, in both forms, against the same number of bare
 // overlapped calls, and against asio's stream handle.
 
+#include "IPC/IPC_Event.h"
 #include "IPC/IPC_NamedPipe.h"
 
 #include <boost/asio.hpp>
