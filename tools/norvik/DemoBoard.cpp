@@ -53,7 +53,7 @@ bool ShowBrightness(JR_EmersonSBCController& board) {
 }  // namespace
 
 bool ShowBoard() {
-    if (!Cmn_FolderFinder::IsModulePresent((Cmn_String(cStandinFolder) + "EApi_1.dll").c_str())) {
+    if (!Cmn_FolderFinder::IsModulePresent((Cmn_String(cStandinFolder) + "eapi\\EApi_1.dll").c_str())) {
         Print("  skipped: there is no simulated board beside this program (it lies in the build tree)\n");
         return true;
     }
