@@ -58,9 +58,8 @@ struct Object {
         }
         // In the smallest of the types that a number comes in; the members lie on one another.
         out.lVal = numbers[name];
-        const bool isByte = out.lVal >= 0 && out.lVal <= UCHAR_MAX,
-                   isWord = out.lVal >= 0 && out.lVal <= USHRT_MAX;
-        out.vt = isByte ? VT_UI1 : isWord && out.lVal <= SHRT_MAX ? VT_I2 : isWord ? VT_UI2 : VT_I4;
+        const bool isByte = out.lVal >= 0 && out.lVal <= 0xFF, isWord = out.lVal >= 0 && out.lVal <= 0xFFFF;
+        out.vt = isByte ? VT_UI1 : isWord && out.lVal <= 0x7FFF ? VT_I2 : isWord ? VT_UI2 : VT_I4;
         return out.lVal == -7 ? static_cast<HRESULT>(WBEM_E_NOT_FOUND) : S_OK;
     }
 };
