@@ -57,6 +57,15 @@ TEST(SoakLedger, GrowthIsTheLeastOfTheEndAgainstTheLeastOfTheStart) {
               "handles from 10 to 13 (allowed: +2), private KB from 5000 to 5500 (allowed: +499)");
 }
 
+TEST(SoakLedger, ThreadsThatAreAllowedBringTheirHandlesAndStacks) {
+    GrowthWatch watch;
+    watch.LookAtStart({10, 5'000, 9'000, 7});
+    watch.LookAtEnd({15, 10'000, 14'000, 12});
+    EXPECT_EQ(watch.Verdict({0, 0, 0, 5}), "");
+    EXPECT_EQ(watch.Verdict({1, 3'000, 3'000, 3}),
+              "threads from 7 to 12 (allowed: +3), handles from 10 to 15 (allowed: +4)");
+}
+
 TEST(SoakLedger, StandingStillCountsFromTheLastStepOrHindrance) {
     ProgressWatch watch;
     watch.Reached(5, 1'000);

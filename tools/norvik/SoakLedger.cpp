@@ -63,9 +63,14 @@ std::string GrowthWatch::Verdict(const Resources& allowance) const {
         grown += std::string(grown.empty() ? "" : ", ") + what + " from " + std::to_string(start) + " to " +
                  std::to_string(end) + " (allowed: +" + std::to_string(allowed) + ")";
     };
-    compare("handles", mStart.handles, mEnd.handles, allowance.handles);
-    compare("private KB", mStart.privateKB, mEnd.privateKB, allowance.privateKB);
-    compare("working set KB", mStart.workingSetKB, mEnd.workingSetKB, allowance.workingSetKB);
+    constexpr uint64_t cStackKB = 1'040;
+    const uint64_t more = mEnd.threads > mStart.threads ? mEnd.threads - mStart.threads : 0;
+    const uint64_t threads = std::min(more, allowance.threads);
+    compare("threads", mStart.threads, mEnd.threads, allowance.threads);
+    compare("handles", mStart.handles, mEnd.handles, allowance.handles + threads);
+    compare("private KB", mStart.privateKB, mEnd.privateKB, allowance.privateKB + threads * cStackKB);
+    compare("working set KB", mStart.workingSetKB, mEnd.workingSetKB,
+            allowance.workingSetKB + threads * cStackKB);
     return grown;
 }
 
@@ -75,6 +80,7 @@ void GrowthWatch::Look(Resources& least, const Resources& now) {
     least.handles = std::min(least.handles, now.handles);
     least.privateKB = std::min(least.privateKB, now.privateKB);
     least.workingSetKB = std::min(least.workingSetKB, now.workingSetKB);
+    least.threads = std::min(least.threads, now.threads);
 }
 
 std::map<std::string, uint64_t> ParseStatus(std::string_view line) {

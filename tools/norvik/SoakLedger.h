@@ -76,7 +76,7 @@ private:
 };
 
 struct Resources {
-    uint64_t handles = 0, privateKB = 0, workingSetKB = 0;
+    uint64_t handles = 0, privateKB = 0, workingSetKB = 0, threads = 0;
 };
 
 // What a process holds, at the start and at the end: of several looks the least, because some are taken while something is
@@ -88,7 +88,8 @@ public:
     bool IsComplete() const { return mStart.handles != 0 && mEnd.handles != 0; }
     const Resources& Start() const { return mStart; }
     const Resources& End() const { return mEnd; }
-    // What has grown beyond the allowance; empty when nothing has.
+    // What has grown beyond the allowance; empty when nothing has. Threads that are allowed may have what a thread has: its
+    // handle, and the memory of its stack.
     std::string Verdict(const Resources& allowance) const;
 
 private:

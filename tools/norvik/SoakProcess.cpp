@@ -3,10 +3,12 @@
 #include "JRCmn/Internal/Cmn_Windows.h"
 
 #include <psapi.h>
+#include <tlhelp32.h>
 
 #include <algorithm>
 
 #include "JRCmn/Internal/Cmn_DynamicLibrary.h"
+#include "JRCmn/Internal/Cmn_Handle.h"
 #include "tools/norvik/LogFolder.h"
 
 namespace NorvikTool {
@@ -49,6 +51,18 @@ uint64_t CountHandles(HANDLE process) {
         std::count_if(entries, entries + buffer[0], [id](const auto& entry) { return entry.process == id; }));
 }
 
+uint64_t CountThreads(HANDLE process) {
+    const DWORD id = ::GetProcessId(process);
+    const NorvikLibInternal::KernelHandle snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+    THREADENTRY32 entry = {};
+    entry.dwSize = sizeof entry;
+    uint64_t count = 0;
+    for (BOOL more = ::Thread32First(snapshot.Get(), &entry); more;
+         more = ::Thread32Next(snapshot.Get(), &entry))
+        count += entry.th32OwnerProcessID == id;
+    return count;
+}
+
 }  // namespace
 
 Resources Measure(void* process) {
@@ -59,7 +73,7 @@ Resources Measure(void* process) {
     }
     // Wine fills in the older of the two.
     return {CountHandles(process), std::max(memory.PrivateUsage, memory.PagefileUsage) / 1'024,
-            memory.WorkingSetSize / 1'024};
+            memory.WorkingSetSize / 1'024, CountThreads(process)};
 }
 
 void SoakProcess::Start() {
