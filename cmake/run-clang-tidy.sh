@@ -18,7 +18,9 @@ check() {
     stamp=$passed/$(sha256sum "$source" | cut -c1-32)
     [ -e "$stamp" ] && return 0
     # Boost.Asio as if it were a library of its own: the analyser would go into its sources and report what it finds there.
+    # A function's analysis ends after 50,000 states instead of 225,000: half the time; faults are found on short paths.
     local checks=(--extra-arg=-DBOOST_ASIO_SEPARATE_COMPILATION)
+    checks+=(--extra-arg=-Xclang --extra-arg=-analyzer-config --extra-arg=-Xclang --extra-arg=max-nodes=50000)
     case $source in */tests/* | */bench/* | */fuzz/*) checks+=("--checks=-*,clang-diagnostic-*,misc-static-assert") ;; esac
     if output=$(clang-tidy --quiet "${checks[@]}" -p "$build" "$source" 2>&1); then
         touch "$stamp"
