@@ -71,7 +71,8 @@ public:
     void RespondToEvent() override {
         event.Reset();
         ++calls;
-        mRespond();
+        const auto respond = mRespond;  // which may delete the handler
+        respond();
     }
     Cmn_String GetLastEventDescription() override { return description; }
 
