@@ -47,7 +47,8 @@ void CopyAndTwoLoads(benchmark::State& state) {
     }
 }
 
-// One read beside a thread that writes without a break.
+// One read beside a thread that writes, with some hundred nanoseconds in between: beside one without a break a reader sleeps
+// most of the time, and the row may take minutes.
 template <size_t size>
 void ReadBesideWriter(benchmark::State& state) {
     auto guarded = std::make_unique<Guarded<size>>();
@@ -57,6 +58,8 @@ void ReadBesideWriter(benchmark::State& state) {
         while (!stop) {
             ++data[0];
             guarded->lock.Write(guarded->data, data, size);
+            for (int i = 0; i < 1000; ++i)
+                benchmark::DoNotOptimize(i);
         }
     });
     unsigned char copy[size];
